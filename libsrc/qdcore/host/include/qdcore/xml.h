@@ -1,0 +1,259 @@
+// The host's XML object model: elements, documents and writers.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "qdcore/core.h"
+
+namespace qdcore {
+
+class CXMLOut;
+
+// One entry of a flag map: a bit value and its name.
+struct tagXMLFLAGMAP {
+  unsigned int value;
+  CZPoolString name;
+};
+
+// The result of CXMLObject::Add.
+class xmlret {
+ public:
+  constexpr xmlret(bool ok = false) noexcept : m_ok(ok) {}  // NOLINT: implicit by design
+  constexpr operator bool() const noexcept { return m_ok; }
+
+ private:
+  bool m_ok;
+};
+
+// One XML element: a name, ordered attributes, ordered child elements, and
+// text or binary data.
+//
+// Value semantics with shared storage: a copy costs one pointer and a count;
+// the first write through a handle whose storage is shared makes that
+// handle's storage private (copy-on-write), and Realloc() does so at once.
+// Writes through one copy are never seen through another. Pointers to child
+// elements stay valid until the element's child list changes.
+//
+// A null handle (default-constructed or freed) holds no content: reads give
+// empty results, and the first write creates an unnamed element.
+class QDHOST_API CXMLObject {
+ public:
+  struct Node;  // opaque storage
+
+  constexpr CXMLObject() noexcept = default;
+  explicit CXMLObject(const CZPoolString& name);
+  CXMLObject(const CXMLObject& other) noexcept;
+  CXMLObject(CXMLObject&& other) noexcept : m_node(other.m_node) { other.m_node = nullptr; }
+  CXMLObject& operator=(const CXMLObject& other) noexcept;
+  CXMLObject& operator=(CXMLObject&& other) noexcept;
+  ~CXMLObject();
+
+  // True when the element holds content (a name, attributes, children or data).
+  explicit operator bool() const noexcept { return m_node != nullptr; }
+
+  // ---- name
+  bool SetName(const CZPoolString& name);
+  CZPoolString GetName() const noexcept;
+  bool IsName(const CZPoolString& name) const noexcept;
+  bool IsName(const wchar* name) const noexcept;
+
+  // ---- storage
+  void Free() noexcept;           // drops the content: a null handle
+  bool Realloc();                 // makes the storage private now
+  bool Reassign(const CXMLObject& other);  // takes the other element's content
+
+  // ---- attributes (reads allocate nothing)
+  CZPoolString FindAttribute(const CZPoolString& name) const noexcept;  // empty when absent
+  CZPoolString FindAttribute(const wchar* name) const;
+  bool HasAttribute(const CZPoolString& name) const noexcept;
+  // Prefix parse in the "C" locale; the default when absent, 0 when the text
+  // holds no number.
+  long FindAttributeInt(const CZPoolString& name, long defaultValue = 0) const noexcept;
+  double FindAttributeDouble(const CZPoolString& name, double defaultValue = 0.0) const noexcept;
+  // "True", "true", "1" and "False", "false", "0"; the default otherwise.
+  bool FindAttributeBool(const CZPoolString& name, bool defaultValue = false) const noexcept;
+  // The OR of the values of the names listed (blanks around names ignored,
+  // unknown names ignored); 0 when absent.
+  unsigned int FindAttributeFlags(const CZPoolString& name, const tagXMLFLAGMAP* map,
+                                  unsigned int count, wchar separator) const noexcept;
+  // Zero-based position of the attribute's text among the separator-joined
+  // entries of `list`; all bits set when absent or not listed.
+  unsigned int FindAttributeIndex(const CZPoolString& name, const wchar* list,
+                                  wchar separator) const noexcept;
+
+  bool SetAttribute(const CZPoolString& name, const CZPoolString& text);
+  bool SetAttribute(const CZPoolString& name, const wchar* text);
+  bool SetAttribute(const CZPoolString& name, const CGUID& id);
+  // Names of the non-zero flags set in `flags`, in table order, joined.
+  bool SetAttribute(const CZPoolString& name, unsigned int flags, const tagXMLFLAGMAP* map,
+                    unsigned int count, wchar separator);
+  // Wide printf (see FormatString in qdcore/log.h).
+  bool SprintfAttribute(const CZPoolString& name, const wchar* format, ...);
+  // Appends a new attribute; an existing one of that name takes the text.
+  bool AddAttribute(const CZPoolString& name, const CZPoolString& text);
+  bool DeleteAttribute(const CZPoolString& name);
+  // Copies every attribute of `other`, in its order: an existing attribute
+  // takes the other's text when `overwrite` is true and keeps its own when
+  // false; new ones are appended.
+  bool MergeAttributes(const CXMLObject& other, bool overwrite);
+  unsigned int GetAttributeCount() const noexcept;
+  // The attribute at `index`; false when out of range.
+  bool GetAttribute(unsigned int index, CZPoolString& name, CZPoolString& text) const;
+
+  // ---- children (an empty name matches every child)
+  // The first child of that name after `previous` (from the start when null);
+  // null at the end or when `previous` is not a child of this element.
+  CXMLObject* FindNextElement(const CZPoolString& name, const CXMLObject* previous);
+  const CXMLObject* FindNextElement(const CZPoolString& name, const CXMLObject* previous) const;
+  // The first child of that name at or after index `cursor`; `cursor` is set
+  // to the index found (use cursor + 1 to go on). Null when none.
+  CXMLObject* FindFirstElement(const CZPoolString& name, unsigned int& cursor);
+  const CXMLObject* FindFirstElement(const CZPoolString& name, unsigned int& cursor) const;
+  // The text data of the first child of that name; empty when none.
+  CZPoolString FindElementData(const CZPoolString& name) const;
+  CXMLObject* GetElements(unsigned int& count);
+  const CXMLObject* GetElements(unsigned int& count) const;
+  unsigned int GetNElements(const CZPoolString& name) const noexcept;
+  CXMLObject* item(unsigned int index);
+  const CXMLObject* item(unsigned int index) const;
+
+  // Appends a copy of `child`; fails for an element without content.
+  xmlret Add(const CXMLObject& child);
+  // Removes the child that `child` points to.
+  bool Delete(const CXMLObject* child);
+  bool DeleteElements();
+
+  // ---- data
+  bool Set(const CZPoolString& text);
+  bool Set(const wchar* text);
+  bool Set(const unsigned char* bytes, std::uint64_t size);
+  // The text data; binary data reads as its base64 text.
+  CZPoolString GetData() const;
+  bool HasBinaryData() const noexcept;
+  // Binary data; text data is decoded as base64 (text that is not base64
+  // reads as no data).
+  std::uint64_t GetDataBinarySize() const;
+  // Copies up to `size` bytes starting at byte `offset`; returns the count.
+  std::uint64_t GetDataBinary(unsigned char* buffer, std::uint64_t size,
+                              std::uint64_t offset = 0) const;
+
+  // True when the text contains '<', '>', '&', '"', '\'' or a character
+  // below 0x20: such data is written as CDATA.
+  static bool CDATARequired(const wchar* text) noexcept;
+  static bool CDATARequired(std::u16string_view text) noexcept;
+
+  bool Write(CXMLOut& out) const;
+
+  // Names, attributes in order, children in order and data compare equal
+  // (binary data compares with its base64 text).
+  bool IsEqual(const CXMLObject& other) const;
+
+ private:
+  Node* Writable();
+  Node* m_node = nullptr;
+};
+
+// ---------------------------------------------------------------------------
+// Writers
+// ---------------------------------------------------------------------------
+
+// Serialises elements as UTF-8 XML (files) or UTF-16 XML (memory).
+class QDHOST_API CXMLOut {
+ public:
+  virtual ~CXMLOut() = default;
+  bool Write(const CXMLObject& element);
+  virtual bool Close(int flags = 0) = 0;
+  virtual bool IsOpen() const noexcept = 0;
+
+ protected:
+  bool m_indent = false;  // one element per line, indented by tabs
+
+ private:
+  virtual bool Emit(std::u16string_view text) = 0;
+  friend class CXMLObject;
+};
+
+// Writes to a file in UTF-8. `flags` bit 0: write the XML declaration and
+// indent. Open(path, mode): mode 0 creates or truncates.
+class QDHOST_API CXMLFileOut : public CXMLOut {
+ public:
+  explicit CXMLFileOut(int flags = 1);
+  ~CXMLFileOut() override;
+  bool Open(const wchar* path, int mode = 0);
+  bool Close(int flags = 0) override;
+  bool IsOpen() const noexcept override;
+
+ private:
+  bool Emit(std::u16string_view text) override;
+  struct Impl;
+  Impl* m_impl;
+  int m_flags;
+};
+
+// Writes to memory in UTF-16, without declaration or indentation.
+class QDHOST_API CXMLMemOut : public CXMLOut {
+ public:
+  CXMLMemOut();
+  bool Open();
+  bool Close(int flags = 0) override;
+  bool IsOpen() const noexcept override { return m_open; }
+  operator const wchar*() const noexcept { return m_text.c_str(); }
+  std::u16string_view View() const noexcept { return m_text; }
+
+ private:
+  bool Emit(std::u16string_view text) override;
+  std::u16string m_text;
+  bool m_open = false;
+};
+
+// ---------------------------------------------------------------------------
+// Documents
+// ---------------------------------------------------------------------------
+
+// An XML document read into a CXMLObject tree.
+class QDHOST_API CXMLDoc {
+ public:
+  enum Result : int { kOk = 0, kCannotOpen = 1, kMalformed = 2, kNotUtf8 = 3, kNoElement = 4 };
+
+  // 0 on success. `mode` and `flags` are accepted for the signature.
+  int OpenDocFile(const wchar* path, int mode = 0, int flags = 0);
+  int OpenDocMemory(std::string_view utf8);
+  int OpenDocMemory(std::u16string_view text);
+  // The document element; a null element before a successful open.
+  CXMLObject& GetContentElement() noexcept { return m_root; }
+  const CXMLObject& GetContentElement() const noexcept { return m_root; }
+
+ private:
+  CXMLObject m_root;
+};
+
+// ---------------------------------------------------------------------------
+// Host properties
+// ---------------------------------------------------------------------------
+
+// A host property object; this host's properties carry XML.
+class QDHOST_API CZProperty {
+ public:
+  CZProperty() = default;
+  explicit CZProperty(const CXMLObject& data) : m_data(data) {}
+  const CXMLObject& GetData() const noexcept { return m_data; }
+
+ private:
+  CXMLObject m_data;
+};
+
+// Exposes a property's XML. Valid when the property carries an element.
+class QDHOST_API CZXMLProperty {
+ public:
+  explicit CZXMLProperty(const CZProperty& property) : m_data(property.GetData()) {}
+  bool IsValid() const noexcept { return static_cast<bool>(m_data); }
+  explicit operator bool() const noexcept { return IsValid(); }
+  CXMLObject GetPropertyData() const { return m_data; }
+
+ private:
+  CXMLObject m_data;
+};
+
+}  // namespace qdcore

@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Sets up a fresh Debian machine (as root), builds, and runs one job:
+#   scripts/setup.sh example   build (Release) and run qdparam on the bundled example
+#   scripts/setup.sh test      build (Release) and run the whole test suite
+#   scripts/setup.sh sanitize  build with address and undefined sanitizers and run the suite
+# Safe to run again: packages already present are not reinstalled, and the
+# build only redoes what changed.
+set -euo pipefail
+
+job=${1:-example}
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+packages=(g++ cmake ninja-build pkgconf libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev)
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+if ((${#missing[@]})); then
+  echo "installing: ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq "${missing[@]}"
+fi
+
+jobs=$(nproc 2>/dev/null || echo 2)
+build() {  # build DIR [cmake options...]
+  local dir=$1
+  shift
+  cmake -S "$root" -B "$dir" -G Ninja "$@" >/dev/null
+  cmake --build "$dir" -j "$jobs"
+}
+
+case "$job" in
+  example)
+    build "$root/build" -DCMAKE_BUILD_TYPE=Release
+    "$root/build/tools/qdparam"
+    ;;
+  test)
+    build "$root/build" -DCMAKE_BUILD_TYPE=Release
+    ctest --test-dir "$root/build" --output-on-failure -j "$jobs"
+    ;;
+  sanitize)
+    build "$root/build-sanitize" -DCMAKE_BUILD_TYPE=Debug -DQD_SANITIZE=ON -DQD_BUILD_BENCH=OFF
+    ctest --test-dir "$root/build-sanitize" --output-on-failure -j "$jobs"
+    ;;
+  *)
+    echo "usage: $0 example|test|sanitize" >&2
+    exit 2
+    ;;
+esac

@@ -33,7 +33,7 @@ int RoundTrip(const std::string& file) {
     std::fprintf(stderr, "qdparam: cannot read %s (error %d)\n", file.c_str(), result);
     return 1;
   }
-  qdcore::CXMLMemOut out;
+  qdcore::CXMLMemOut out(1);
   out.Open();
   out.Write(doc.GetContentElement());
   out.Close();

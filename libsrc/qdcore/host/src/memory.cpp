@@ -77,7 +77,14 @@ bool CZMemory::Realloc(std::uint64_t bytes) {
   if (bytes < m_size) return false;  // would drop elements unreleased
   unsigned char* fresh = AllocateBytes(bytes);
   if (!fresh) return false;
-  if (m_data) RelocateMemory(m_data, m_size, fresh, bytes, 0);
+  if (m_data) {
+    try {
+      RelocateMemory(m_data, m_size, fresh, bytes, 0);
+    } catch (...) {
+      std::free(fresh);
+      throw;
+    }
+  }
   std::free(m_data);  // the moved-from slots own nothing: no ClearForRelease
   m_data = fresh;
   m_alloc = bytes;

@@ -24,8 +24,7 @@ using Entry = CZPoolString::Entry;
 Entry* NewEntry(std::u16string_view text, bool pooled) {
   if (text.size() > 0x7fffffffu) throw std::bad_alloc();
   const std::size_t bytes = offsetof(Entry, text) + (text.size() + 1) * sizeof(wchar);
-  void* memory = std::malloc(bytes);
-  if (!memory) throw std::bad_alloc();
+  void* memory = ::operator new(bytes);  // counted like every other heap use
   Entry* entry = static_cast<Entry*>(memory);
   new (&entry->refs) std::atomic<std::uint32_t>(1);
   entry->length = static_cast<std::uint32_t>(text.size());
@@ -41,7 +40,7 @@ void Retain(Entry* entry) noexcept {
 
 void Drop(Entry* entry) noexcept {
   if (!entry || entry->pooled) return;
-  if (entry->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) std::free(entry);
+  if (entry->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) ::operator delete(entry);
 }
 
 std::u16string_view ViewOf(const wchar* text) noexcept {

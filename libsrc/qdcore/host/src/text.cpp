@@ -29,6 +29,11 @@ bool IsNumberChar(wchar c) noexcept {
 }  // namespace
 
 double ParseDouble(const wchar* text, const wchar** end) noexcept {
+  return ParseDoubleL(text, end, NumberLocale());
+}
+
+double ParseDoubleL(const wchar* text, const wchar** end, locale_t locale) noexcept {
+  if (!locale) locale = NumberLocale();
   if (end) *end = text;
   if (!text) return 0.0;
   const wchar* start = text;
@@ -55,7 +60,7 @@ double ParseDouble(const wchar* text, const wchar** end) noexcept {
     narrow = heap.c_str();
   }
   char* stop = nullptr;
-  const double value = strtod_l(narrow, &stop, NumberLocale());
+  const double value = strtod_l(narrow, &stop, locale);
   if (stop == narrow) return 0.0;
   if (end) *end = start + (stop - narrow);
   return value;

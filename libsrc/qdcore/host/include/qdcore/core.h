@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <locale.h>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -320,6 +321,8 @@ QDHOST_API void _ffree(void* pointer) noexcept;
 // blanks skipped, "2.5s" reads 2.5. `end` (optional) receives the first
 // character not used; it is `text` when no number was read, and 0.0 returned.
 QDHOST_API double ParseDouble(const wchar* text, const wchar** end = nullptr) noexcept;
+// The same in a given locale (null means "C"), for callers that keep their own.
+QDHOST_API double ParseDoubleL(const wchar* text, const wchar** end, locale_t locale) noexcept;
 // Prefix parse of a decimal whole number, like wcstol with a 32-bit long:
 // saturates at the 32-bit limits.
 QDHOST_API std::int32_t ParseInt(const wchar* text, const wchar** end = nullptr) noexcept;

@@ -44,9 +44,11 @@ class QDHOST_API CXMLObject {
 
   constexpr CXMLObject() noexcept = default;
   explicit CXMLObject(const CZPoolString& name);
-  CXMLObject(const CXMLObject& other) noexcept;
+  // Copies share storage, except an element whose children were handed out
+  // as writable pointers: that one is cloned (which may throw bad_alloc).
+  CXMLObject(const CXMLObject& other);
   CXMLObject(CXMLObject&& other) noexcept : m_node(other.m_node) { other.m_node = nullptr; }
-  CXMLObject& operator=(const CXMLObject& other) noexcept;
+  CXMLObject& operator=(const CXMLObject& other);
   CXMLObject& operator=(CXMLObject&& other) noexcept;
   ~CXMLObject();
 
@@ -181,6 +183,8 @@ class QDHOST_API CXMLFileOut : public CXMLOut {
  public:
   explicit CXMLFileOut(int flags = 1);
   ~CXMLFileOut() override;
+  CXMLFileOut(const CXMLFileOut&) = delete;  // owns an open file
+  CXMLFileOut& operator=(const CXMLFileOut&) = delete;
   bool Open(const wchar* path, int mode = 0);
   bool Close(int flags = 0) override;
   bool IsOpen() const noexcept override;
@@ -192,10 +196,11 @@ class QDHOST_API CXMLFileOut : public CXMLOut {
   int m_flags;
 };
 
-// Writes to memory in UTF-16, without declaration or indentation.
+// Writes to memory in UTF-16, without declaration. `flags` bit 0: one
+// element per line, indented (compact by default).
 class QDHOST_API CXMLMemOut : public CXMLOut {
  public:
-  CXMLMemOut();
+  explicit CXMLMemOut(int flags = 0);
   bool Open();
   bool Close(int flags = 0) override;
   bool IsOpen() const noexcept override { return m_open; }

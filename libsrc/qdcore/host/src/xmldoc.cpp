@@ -1,0 +1,453 @@
+// Reading documents: pugixml parses, and the result is copied into a
+// CXMLObject tree without recursion.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <pugixml.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "xmlnode.h"
+
+namespace qdcore {
+
+using Node = CXMLObject::Node;
+
+namespace {
+
+// ---- input checks
+
+enum class Utf8Check { kOk, kBad, kNul };
+
+bool HasZeroByte(std::uint64_t word) noexcept {
+  return ((word - 0x0101010101010101ull) & ~word & 0x8080808080808080ull) != 0;
+}
+
+// Strict UTF-8: no overlong forms, surrogates or values past U+10FFFF. A NUL
+// byte is reported apart: it is valid UTF-8 but never valid XML.
+Utf8Check CheckUtf8(std::string_view text) noexcept {
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t size = text.size();
+  std::size_t i = 0;
+  while (i < size) {
+    if (size - i >= 8) {
+      std::uint64_t word;
+      std::memcpy(&word, p + i, 8);
+      if (!(word & 0x8080808080808080ull) && !HasZeroByte(word)) {
+        i += 8;
+        continue;
+      }
+    }
+    const unsigned lead = p[i];
+    if (lead == 0) return Utf8Check::kNul;
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    }
+    std::size_t length;
+    char32_t c;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      length = 2, c = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      length = 3, c = lead & 0x0F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      length = 4, c = lead & 0x07;
+    } else {
+      return Utf8Check::kBad;
+    }
+    if (size - i < length) return Utf8Check::kBad;
+    for (std::size_t k = 1; k < length; ++k) {
+      if ((p[i + k] & 0xC0) != 0x80) return Utf8Check::kBad;
+      c = (c << 6) | (p[i + k] & 0x3F);
+    }
+    if (length == 3 && (c < 0x800 || (c >= 0xD800 && c <= 0xDFFF))) return Utf8Check::kBad;
+    if (length == 4 && (c < 0x10000 || c > 0x10FFFF)) return Utf8Check::kBad;
+    i += length;
+  }
+  return Utf8Check::kOk;
+}
+
+// ---- text conversion
+
+// UTF-8 to UTF-16 into `out`. ASCII, the common case, is widened in one
+// tight loop; anything else goes through the general converter. False when
+// the parser produced bad UTF-8 (a reference to a surrogate, say).
+bool Widen(std::string_view text, std::u16string& out) {
+  out.resize(text.size());
+  char16_t* to = out.data();
+  unsigned char seen = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    seen |= c;
+    to[i] = c;
+  }
+  return seen < 0x80 || FromUtf8(text, out);
+}
+
+std::uint64_t Load64(const char* p) noexcept {
+  std::uint64_t word;
+  std::memcpy(&word, p, 8);
+  return word;
+}
+
+std::uint64_t Load32(const char* p) noexcept {
+  std::uint32_t word;
+  std::memcpy(&word, p, 4);
+  return word;
+}
+
+std::uint64_t Mix(std::uint64_t hash) noexcept {
+  hash *= 0xFF51AFD7ED558CCDull;
+  return hash ^ (hash >> 32);
+}
+
+// A quick hash for short texts: whole words, the last one overlapping, so
+// that no load waits on byte-sized stores.
+std::uint64_t HashText(std::string_view text) noexcept {
+  const char* p = text.data();
+  const std::size_t size = text.size();
+  std::uint64_t hash = size * 0x9E3779B97F4A7C15ull;
+  if (size >= 8) {
+    for (std::size_t at = 0; at + 8 <= size; at += 8) hash = Mix(hash ^ Load64(p + at));
+    return size % 8 ? Mix(hash ^ Load64(p + size - 8)) : hash;
+  }
+  if (size >= 4) return Mix(hash ^ Load32(p) ^ (Load32(p + size - 4) << 32));
+  if (size == 0) return hash;
+  const auto byte = [p](std::size_t at) {
+    return std::uint64_t{static_cast<unsigned char>(p[at])};
+  };
+  return Mix(hash ^ byte(0) ^ (byte(size / 2) << 8) ^ (byte(size - 1) << 16));
+}
+
+// A name as met in the document, and its string.
+struct NameHint {
+  static constexpr std::size_t kNoId = ~std::size_t{0};
+  std::string_view key;  // points into the parsed document, alive during the copy
+  CZPoolString name;
+  std::size_t id = kNoId;  // the name's place in its cache; kNoId when not cached
+};
+
+// True when the zero-terminated `text` equals `key` (which holds no zero).
+bool Matches(const char* text, std::string_view key) noexcept {
+  for (const char c : key) {
+    if (*text++ != c) return false;  // stops at text's end: the key has no zero
+  }
+  return *text == '\0';
+}
+
+// Element and attribute names, interned once per parse: documents repeat a
+// few names many times, and the pool takes a lock per lookup.
+class NameCache {
+ public:
+  // The pool takes every name for good; a document with endless distinct
+  // names gets plain strings past this many.
+  static constexpr std::size_t kMaxPooled = 4096;
+
+  bool Get(const char* utf8, NameHint& found) {
+    const std::string_view key(utf8);
+    const std::size_t mask = m_slots.size() - 1;
+    std::size_t at = HashText(key) & mask;
+    for (; m_slots[at].name; at = (at + 1) & mask) {
+      if (m_slots[at].key == key) {
+        found = m_slots[at];
+        return true;
+      }
+    }
+    if (!Widen(key, m_wide)) return false;
+    const std::u16string_view wide(m_wide);
+    if (m_used >= kMaxPooled || wide.empty()) {
+      found = {key, CZPoolString(wide), NameHint::kNoId};
+      return true;
+    }
+    m_slots[at] = {key, CStringPool::GetStringRef(wide), m_used};
+    found = m_slots[at];
+    if (++m_used * 2 > m_slots.size()) Grow();
+    return true;
+  }
+
+ private:
+  void Grow() {
+    std::vector<NameHint> old(m_slots.size() * 2);
+    old.swap(m_slots);
+    const std::size_t mask = m_slots.size() - 1;
+    for (NameHint& slot : old) {
+      if (!slot.name) continue;
+      std::size_t at = HashText(slot.key) & mask;
+      while (m_slots[at].name) at = (at + 1) & mask;
+      m_slots[at] = std::move(slot);
+    }
+  }
+
+  std::vector<NameHint> m_slots = std::vector<NameHint>(64);
+  std::size_t m_used = 0;
+  std::u16string m_wide;
+};
+
+// Duplicate attribute names make a document malformed, and would make our
+// writer's output malformed too.
+bool HasDuplicateNames(const XMLAttrList& attrs) {
+  if (attrs.size() <= 16) {
+    for (std::size_t i = 1; i < attrs.size(); ++i) {
+      for (std::size_t k = 0; k < i; ++k) {
+        if (SameName(attrs[i].name, attrs[k].name)) return true;
+      }
+    }
+    return false;
+  }
+  std::vector<std::u16string_view> names;
+  names.reserve(attrs.size());
+  for (const XMLAttr& attr : attrs) names.push_back(attr.name.view());
+  std::sort(names.begin(), names.end());
+  return std::adjacent_find(names.begin(), names.end()) != names.end();
+}
+
+// Short values repeat (flags, modes, round numbers): equal ones within a
+// document share one string instead of allocating their own. A fixed table
+// where a newcomer replaces the old entry keeps this cheap and bounded.
+class ValueCache {
+ public:
+  static constexpr std::size_t kMaxLength = 24;
+
+  explicit ValueCache(std::size_t documentSize) {
+    std::size_t slots = 16;
+    while (slots < 4096 && slots * 256 < documentSize) slots *= 2;
+    m_slots.resize(slots);
+  }
+
+  // Sets `text` to the string for `utf8`, shared with an equal value met
+  // before when there is one. False for bad UTF-8.
+  bool Get(std::string_view utf8, CZPoolString& text) {
+    if (utf8.size() > kMaxLength) return Make(utf8, text);
+    const std::uint64_t hash = HashText(utf8);
+    Slot& slot = m_slots[hash & (m_slots.size() - 1)];
+    if (slot.hash == hash && slot.text && slot.key == utf8) {
+      text = slot.text;
+      return true;
+    }
+    if (!Make(utf8, text)) return false;
+    slot.key = utf8;
+    slot.hash = hash;
+    slot.text = text;
+    return true;
+  }
+
+ private:
+  struct Slot {
+    std::string_view key;  // points into the parsed document
+    std::uint64_t hash = 0;
+    CZPoolString text;
+  };
+
+  bool Make(std::string_view utf8, CZPoolString& text) {
+    if (!Widen(utf8, m_wide)) return false;
+    text = CZPoolString(std::u16string_view(m_wide));
+    return true;
+  }
+
+  std::vector<Slot> m_slots;
+  std::u16string m_wide;
+};
+
+// Copies pugixml elements into nodes, one element at a time.
+class TreeBuilder {
+ public:
+  explicit TreeBuilder(std::size_t documentSize) : m_values(documentSize) {}
+
+  // A node for `source`, with room for its attributes, owned by `slot`.
+  static Node* Place(CXMLObject& slot, const pugi::xml_node& source) {
+    std::size_t count = 0;
+    for (pugi::xml_attribute a = source.first_attribute(); a; a = a.next_attribute()) ++count;
+    Node::Adopt(slot, Node::Create(count));
+    return Node::Of(slot);
+  }
+
+  // Name, attributes and text of `source`; room for its child elements.
+  bool Fill(Node& node, const pugi::xml_node& source) {
+    if (!Name(source.name(), m_element, node.name)) return false;
+    std::vector<NameHint>* hints = AttrHints(m_element.id);
+    std::size_t index = 0;
+    for (pugi::xml_attribute a = source.first_attribute(); a; a = a.next_attribute(), ++index) {
+      if (hints && hints->size() <= index && index < kMaxHints) hints->emplace_back();
+      NameHint& hint = hints && index < hints->size() ? (*hints)[index] : m_unhinted;
+      XMLAttr& attr = node.attrs.emplace_back();  // filled in place: no temporaries
+      if (!Name(a.name(), hint, attr.name) || !Text(a.value(), attr.text)) return false;
+    }
+    if (HasDuplicateNames(node.attrs)) return false;
+    return FillContent(node, source);
+  }
+
+ private:
+  // Elements of one name mostly list the same attributes in the same order,
+  // and siblings mostly share a name: a hint from last time saves the lookup.
+  bool Name(const char* utf8, NameHint& hint, CZPoolString& name) {
+    if (!hint.name || !Matches(utf8, hint.key)) {
+      if (!m_names.Get(utf8, hint)) return false;
+    }
+    name = hint.name;
+    return true;
+  }
+
+  static constexpr std::size_t kMaxHints = 64;  // per element name; later attributes go unhinted
+
+  // The attribute hints of the element name `id`; null for uncached names.
+  std::vector<NameHint>* AttrHints(std::size_t id) {
+    if (id == NameHint::kNoId) return nullptr;
+    if (id >= m_attrHints.size()) m_attrHints.resize(id + 1);
+    return &m_attrHints[id];
+  }
+
+  bool Text(std::string_view utf8, CZPoolString& text) {
+    return utf8.empty() || m_values.Get(utf8, text);
+  }
+
+  // Text and CDATA pieces join into the element's data.
+  bool FillContent(Node& node, const pugi::xml_node& source) {
+    std::size_t elements = 0;
+    pugi::xml_node firstText;
+    std::size_t pieces = 0;
+    for (pugi::xml_node c = source.first_child(); c; c = c.next_sibling()) {
+      const pugi::xml_node_type type = c.type();
+      if (type == pugi::node_element) {
+        ++elements;
+      } else if (type == pugi::node_pcdata || type == pugi::node_cdata) {
+        if (!pieces++) firstText = c;
+      }
+    }
+    node.children.reserve(elements);
+    if (pieces == 1) return Text(firstText.value(), node.text);
+    return pieces == 0 || JoinText(node, firstText);
+  }
+
+  bool JoinText(Node& node, pugi::xml_node piece) {
+    std::u16string joined;
+    for (; piece; piece = piece.next_sibling()) {
+      const pugi::xml_node_type type = piece.type();
+      if (type != pugi::node_pcdata && type != pugi::node_cdata) continue;
+      if (!Widen(piece.value(), m_text)) return false;
+      joined += m_text;
+    }
+    if (!joined.empty()) node.text = CZPoolString(std::u16string_view(joined));
+    return true;
+  }
+
+  NameCache m_names;
+  NameHint m_element;                              // the last element's name
+  NameHint m_unhinted;                             // scratch for attributes without a hint
+  std::vector<std::vector<NameHint>> m_attrHints;  // by element name id
+  ValueCache m_values;
+  std::u16string m_text;
+};
+
+CXMLDoc::Result Convert(const pugi::xml_document& doc, std::size_t size, CXMLObject& result) {
+  pugi::xml_node top;
+  for (pugi::xml_node n = doc.first_child(); n; n = n.next_sibling()) {
+    if (n.type() != pugi::node_element) return CXMLDoc::kMalformed;  // text outside the root
+    if (top) return CXMLDoc::kMalformed;                             // a second root
+    top = n;
+  }
+  if (!top) return CXMLDoc::kNoElement;
+
+  TreeBuilder builder(size);
+  CXMLObject root;  // owns the tree as it grows, so any failure frees it
+  Node* node = TreeBuilder::Place(root, top);
+  if (!builder.Fill(*node, top)) return CXMLDoc::kMalformed;
+  struct Frame {
+    Node* node;
+    pugi::xml_node next;  // the next child of the source element to look at
+  };
+  std::vector<Frame> open{{node, top.first_child()}};
+  while (!open.empty()) {
+    Frame& frame = open.back();
+    while (frame.next && frame.next.type() != pugi::node_element)
+      frame.next = frame.next.next_sibling();
+    if (!frame.next) {
+      open.pop_back();
+      continue;
+    }
+    const pugi::xml_node source = frame.next;
+    frame.next = source.next_sibling();
+    CXMLObject& slot = frame.node->children.emplace_back();
+    Node* child = TreeBuilder::Place(slot, source);
+    if (!builder.Fill(*child, source)) return CXMLDoc::kMalformed;
+    open.push_back({child, source.first_child()});
+  }
+  result = std::move(root);
+  return CXMLDoc::kOk;
+}
+
+class FileHandle {
+ public:
+  explicit FileHandle(const char* path) noexcept : m_fd(::open(path, O_RDONLY | O_CLOEXEC)) {}
+  ~FileHandle() {
+    if (m_fd >= 0) ::close(m_fd);
+  }
+  FileHandle(const FileHandle&) = delete;
+  FileHandle& operator=(const FileHandle&) = delete;
+  int fd() const noexcept { return m_fd; }
+
+ private:
+  int m_fd;
+};
+
+// Only regular files: a pipe or a device could block or never end.
+bool ReadFile(const std::string& path, std::string& content) {
+  const FileHandle file(path.c_str());
+  struct stat info;
+  if (file.fd() < 0 || ::fstat(file.fd(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
+  content.reserve(static_cast<std::size_t>(info.st_size));
+  char block[64 * 1024];
+  for (;;) {
+    const ssize_t got = ::read(file.fd(), block, sizeof block);
+    if (got == 0) return true;
+    if (got < 0 && errno != EINTR) return false;
+    if (got > 0) content.append(block, static_cast<std::size_t>(got));
+  }
+}
+
+}  // namespace
+
+int CXMLDoc::OpenDocMemory(std::string_view utf8) {
+  m_root.Free();
+  if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
+  switch (CheckUtf8(utf8)) {
+    case Utf8Check::kOk:
+      break;
+    case Utf8Check::kBad:
+      return kNotUtf8;
+    case Utf8Check::kNul:
+      return kMalformed;
+  }
+  // A fragment parse keeps text outside the root, so that Convert can
+  // reject it.
+  constexpr unsigned kOptions = pugi::parse_cdata | pugi::parse_escapes |
+                                pugi::parse_wconv_attribute | pugi::parse_eol |
+                                pugi::parse_fragment;
+  pugi::xml_document doc;
+  const pugi::xml_parse_result parsed =
+      doc.load_buffer(utf8.data(), utf8.size(), kOptions, pugi::encoding_utf8);
+  if (parsed.status == pugi::status_out_of_memory) throw std::bad_alloc();
+  if (parsed.status != pugi::status_ok) return kMalformed;
+  return Convert(doc, utf8.size(), m_root);
+}
+
+int CXMLDoc::OpenDocMemory(std::u16string_view text) {
+  return OpenDocMemory(std::string_view(ToUtf8(text)));
+}
+
+int CXMLDoc::OpenDocFile(const wchar* path, int, int) {
+  m_root.Free();
+  if (!path) return kCannotOpen;
+  const std::string name = ToUtf8(path);
+  std::string content;
+  if (!ReadFile(name, content)) return kCannotOpen;
+  return OpenDocMemory(std::string_view(content));
+}
+
+}  // namespace qdcore

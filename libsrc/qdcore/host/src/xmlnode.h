@@ -1,0 +1,119 @@
+// The private storage behind CXMLObject, and the helpers the element, writer
+// and reader sources share.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "qdcore/xml.h"
+
+namespace qdcore {
+
+struct XMLAttr {
+  CZPoolString name;
+  CZPoolString text;
+};
+
+// A node's attributes, in order. The storage may sit right behind the node
+// (one allocation for both when the count is known up front, as when
+// reading) or on the heap once it outgrows that.
+class XMLAttrList {
+ public:
+  XMLAttrList() noexcept = default;
+  XMLAttrList(const XMLAttrList&) = delete;
+  XMLAttrList& operator=(const XMLAttrList&) = delete;
+  ~XMLAttrList();
+
+  // Room for `capacity` attributes at `storage`, which outlives the list.
+  void UseInline(XMLAttr* storage, std::size_t capacity) noexcept;
+
+  std::size_t size() const noexcept { return m_size; }
+  bool empty() const noexcept { return m_size == 0; }
+  XMLAttr* data() noexcept { return m_data; }
+  const XMLAttr* data() const noexcept { return m_data; }
+  XMLAttr& operator[](std::size_t index) noexcept { return m_data[index]; }
+  const XMLAttr& operator[](std::size_t index) const noexcept { return m_data[index]; }
+  XMLAttr* begin() noexcept { return m_data; }
+  XMLAttr* end() noexcept { return m_data + m_size; }
+  const XMLAttr* begin() const noexcept { return m_data; }
+  const XMLAttr* end() const noexcept { return m_data + m_size; }
+
+  void reserve(std::size_t capacity);
+  void push_back(XMLAttr attr);  // by value: `attr` may live in this list
+  XMLAttr& emplace_back();       // an empty attribute at the end
+  void erase(std::size_t index) noexcept;
+  void append(const XMLAttrList& other);
+
+ private:
+  XMLAttr* m_data = nullptr;
+  std::size_t m_size = 0;
+  std::size_t m_capacity = 0;
+  bool m_onHeap = false;
+};
+
+// Binary data, or the bytes of base64 text data decoded on the first binary
+// read and kept until the data changes.
+struct XMLBytes {
+  std::vector<unsigned char> data;
+};
+
+// One element's content. Handles share it through `refs`; only a handle that
+// holds the sole reference may change it. Made by Create, freed by Release.
+struct CXMLObject::Node {
+  std::atomic<std::uint32_t> refs{1};
+  // Pointers into `children` were handed out: copies must clone, not share,
+  // or a write through such a pointer would show through the copy.
+  bool leaked = false;
+  bool binary = false;       // the data is `bytes`; otherwise it is `text`
+  Node* nextDead = nullptr;  // chains nodes awaiting destruction
+  CZPoolString name;
+  XMLAttrList attrs;
+  std::vector<CXMLObject> children;
+  CZPoolString text;
+  // Binary data; for text, its decoded bytes once asked for. Readers of a
+  // shared node may install the decoded copy concurrently.
+  mutable std::atomic<XMLBytes*> bytes{nullptr};
+
+  constexpr Node() noexcept = default;
+  Node(const Node&) = delete;
+  Node& operator=(const Node&) = delete;
+  ~Node() { delete bytes.load(std::memory_order_relaxed); }
+
+  // A node with room for `attrCount` attributes in the same allocation.
+  static Node* Create(std::size_t attrCount = 0);
+
+  bool HasData() const noexcept;
+  void SetBytes(XMLBytes* data) noexcept { delete bytes.exchange(data, std::memory_order_acq_rel); }
+  // The data as bytes (text is decoded once and cached); null when none.
+  const std::vector<unsigned char>* Binary() const;
+  const XMLAttr* FindAttr(const CZPoolString& attrName) const noexcept;
+
+  // Access to a handle's storage for the writer and the reader.
+  static Node* Of(const CXMLObject& element) noexcept { return element.m_node; }
+  static void Adopt(CXMLObject& element, Node* node) noexcept;
+
+  // A new private node with this content. Children are shared, except
+  // leaked ones, which are cloned the same way (without recursion).
+  static Node* Clone(const Node& source);
+  // Shares `node`, or clones it when leaked (only that may throw bad_alloc).
+  static Node* Share(Node* node);
+  // Drops one reference; the last one destroys the subtree without recursion.
+  static void Release(Node* node) noexcept;
+};
+
+// True when two names match: the same pooled entry, or equal text.
+inline bool SameName(const CZPoolString& a, const CZPoolString& b) noexcept {
+  return a.same(b) || a == b;
+}
+
+// ---- base64 (xmlbase64.cpp)
+void AppendBase64(std::u16string& out, const unsigned char* bytes, std::size_t size);
+// False (and `out` empty) when the text is not base64. Blanks are ignored;
+// padding may be left out.
+bool DecodeBase64(std::u16string_view text, std::vector<unsigned char>& out);
+
+}  // namespace qdcore

@@ -1,0 +1,689 @@
+// CXMLObject: storage sharing, attributes, children, data and comparison.
+#include <algorithm>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "qdcore/log.h"
+#include "xmlnode.h"
+
+namespace qdcore {
+
+using Node = CXMLObject::Node;
+
+namespace {
+
+constexpr unsigned int kNotFound = 0xFFFFFFFFu;
+
+bool IsBlank(wchar c) noexcept { return c == u' ' || c == u'\t' || c == u'\r' || c == u'\n'; }
+
+std::u16string_view Trim(std::u16string_view text) noexcept {
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+std::u16string_view ViewOf(const wchar* text) noexcept {
+  return text ? std::u16string_view(text) : std::u16string_view();
+}
+
+// Calls `visit(entry, index)` for each separator-joined entry, trimmed, until
+// it returns true; returns that entry's index or kNotFound.
+template <typename Visit>
+unsigned int ForEachEntry(std::u16string_view list, wchar separator, Visit visit) {
+  unsigned int index = 0;
+  for (;;) {
+    const std::size_t end = list.find(separator);
+    if (visit(Trim(list.substr(0, end)), index)) return index;
+    if (end == std::u16string_view::npos) return kNotFound;
+    list.remove_prefix(end + 1);
+    ++index;
+  }
+}
+
+// The index of `child` in `children`, or -1 when it does not point at one.
+std::ptrdiff_t IndexOf(const std::vector<CXMLObject>& children, const CXMLObject* child) noexcept {
+  if (!child || children.empty()) return -1;
+  const auto first = reinterpret_cast<std::uintptr_t>(children.data());
+  const auto at = reinterpret_cast<std::uintptr_t>(child);
+  const std::uintptr_t span = children.size() * sizeof(CXMLObject);
+  if (at < first || at - first >= span || (at - first) % sizeof(CXMLObject) != 0) return -1;
+  return static_cast<std::ptrdiff_t>((at - first) / sizeof(CXMLObject));
+}
+
+bool NameMatches(const CXMLObject& child, const CZPoolString& name) noexcept {
+  if (!name) return true;
+  const Node* node = Node::Of(child);
+  return node && SameName(node->name, name);
+}
+
+// The first child at or after `from` matching `name`; -1 when none.
+std::ptrdiff_t FindChild(const Node& node, const CZPoolString& name, std::size_t from) noexcept {
+  for (std::size_t i = from; i < node.children.size(); ++i) {
+    if (NameMatches(node.children[i], name)) return static_cast<std::ptrdiff_t>(i);
+  }
+  return -1;
+}
+
+const std::vector<unsigned char>& BytesOf(const Node& node) {
+  static const std::vector<unsigned char> kNone;
+  const std::vector<unsigned char>* bytes = node.Binary();
+  return bytes ? *bytes : kNone;
+}
+
+bool SameData(const Node& a, const Node& b) {
+  if (a.binary && b.binary) return BytesOf(a) == BytesOf(b);
+  if (!a.binary && !b.binary) return a.text == b.text;
+  const std::vector<unsigned char>& bytes = BytesOf(a.binary ? a : b);
+  const Node& txt = a.binary ? b : a;
+  std::u16string encoded;
+  AppendBase64(encoded, bytes.data(), bytes.size());
+  return txt.text.view() == std::u16string_view(encoded);
+}
+
+bool SameAttrs(const Node& a, const Node& b) noexcept {
+  if (a.attrs.size() != b.attrs.size()) return false;
+  for (std::size_t i = 0; i < a.attrs.size(); ++i) {
+    if (!SameName(a.attrs[i].name, b.attrs[i].name)) return false;
+    if (a.attrs[i].text != b.attrs[i].text) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// XMLAttrList
+// ---------------------------------------------------------------------------
+
+XMLAttrList::~XMLAttrList() {
+  for (XMLAttr& attr : *this) attr.~XMLAttr();
+  if (m_onHeap) ::operator delete(m_data);
+}
+
+void XMLAttrList::UseInline(XMLAttr* storage, std::size_t capacity) noexcept {
+  m_data = storage;
+  m_capacity = capacity;
+}
+
+void XMLAttrList::reserve(std::size_t capacity) {
+  if (capacity <= m_capacity) return;
+  if (capacity > std::size_t{PTRDIFF_MAX} / sizeof(XMLAttr)) throw std::bad_alloc();
+  auto* grown = static_cast<XMLAttr*>(::operator new(capacity * sizeof(XMLAttr)));
+  for (std::size_t i = 0; i < m_size; ++i) {
+    new (grown + i) XMLAttr(std::move(m_data[i]));
+    m_data[i].~XMLAttr();
+  }
+  if (m_onHeap) ::operator delete(m_data);
+  m_data = grown;
+  m_capacity = capacity;
+  m_onHeap = true;
+}
+
+void XMLAttrList::push_back(XMLAttr attr) {
+  if (m_size == m_capacity) reserve(m_capacity < 4 ? 4 : m_capacity * 2);
+  new (m_data + m_size) XMLAttr(std::move(attr));
+  ++m_size;
+}
+
+XMLAttr& XMLAttrList::emplace_back() {
+  if (m_size == m_capacity) reserve(m_capacity < 4 ? 4 : m_capacity * 2);
+  return *new (m_data + m_size++) XMLAttr;
+}
+
+void XMLAttrList::erase(std::size_t index) noexcept {
+  for (std::size_t i = index + 1; i < m_size; ++i) m_data[i - 1] = std::move(m_data[i]);
+  m_data[--m_size].~XMLAttr();
+}
+
+void XMLAttrList::append(const XMLAttrList& other) {
+  reserve(m_size + other.m_size);
+  for (const XMLAttr& attr : other) {
+    new (m_data + m_size) XMLAttr(attr);
+    ++m_size;
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Node
+// ---------------------------------------------------------------------------
+
+Node* Node::Create(std::size_t attrCount) {
+  if (attrCount > (std::size_t{PTRDIFF_MAX} - sizeof(Node)) / sizeof(XMLAttr))
+    throw std::bad_alloc();
+  static_assert(sizeof(Node) % alignof(XMLAttr) == 0);
+  void* memory = ::operator new(sizeof(Node) + attrCount * sizeof(XMLAttr));
+  Node* node = new (memory) Node;
+  if (attrCount) node->attrs.UseInline(reinterpret_cast<XMLAttr*>(node + 1), attrCount);
+  return node;
+}
+
+bool Node::HasData() const noexcept {
+  if (!binary) return static_cast<bool>(text);
+  const XMLBytes* data = bytes.load(std::memory_order_acquire);
+  return data && !data->data.empty();
+}
+
+void Node::Adopt(CXMLObject& element, Node* node) noexcept {
+  Release(std::exchange(element.m_node, node));
+}
+
+const XMLAttr* Node::FindAttr(const CZPoolString& attrName) const noexcept {
+  // Pooled names match by identity; only then fall back to the text.
+  for (const XMLAttr& attr : attrs) {
+    if (attr.name.same(attrName)) return &attr;
+  }
+  for (const XMLAttr& attr : attrs) {
+    if (attr.name == attrName) return &attr;
+  }
+  return nullptr;
+}
+
+const std::vector<unsigned char>* Node::Binary() const {
+  XMLBytes* cached = bytes.load(std::memory_order_acquire);
+  if (cached || binary || !text) return cached ? &cached->data : nullptr;
+  auto fresh = std::make_unique<XMLBytes>();
+  DecodeBase64(text.view(), fresh->data);
+  // Another reader may have installed its copy first; keep the winner.
+  if (bytes.compare_exchange_strong(cached, fresh.get(), std::memory_order_acq_rel,
+                                    std::memory_order_acquire)) {
+    return &fresh.release()->data;
+  }
+  return &cached->data;
+}
+
+Node* Node::Clone(const Node& source) {
+  struct Pending {
+    const Node* source;
+    Node* target;
+  };
+  std::vector<Pending> pending;
+  CXMLObject root;  // owns the copy while it is built, so a throw frees it
+  Adopt(root, Create(source.attrs.size()));
+  pending.push_back({&source, root.m_node});
+  while (!pending.empty()) {
+    const Pending job = pending.back();
+    pending.pop_back();
+    const Node& from = *job.source;
+    Node& to = *job.target;
+    to.name = from.name;
+    to.attrs.append(from.attrs);
+    to.binary = from.binary;
+    to.text = from.text;
+    const XMLBytes* data = from.bytes.load(std::memory_order_acquire);
+    if (from.binary && data) to.SetBytes(new XMLBytes(*data));
+    to.children.resize(from.children.size());
+    for (std::size_t i = 0; i < from.children.size(); ++i) {
+      Node* child = from.children[i].m_node;
+      if (!child) continue;
+      if (!child->leaked) {
+        child->refs.fetch_add(1, std::memory_order_relaxed);
+        to.children[i].m_node = child;
+        continue;
+      }
+      Adopt(to.children[i], Create(child->attrs.size()));
+      pending.push_back({child, to.children[i].m_node});
+    }
+  }
+  return std::exchange(root.m_node, nullptr);
+}
+
+Node* Node::Share(Node* node) {
+  if (!node) return nullptr;
+  if (node->leaked) return Clone(*node);  // may throw std::bad_alloc, never share then
+  node->refs.fetch_add(1, std::memory_order_relaxed);
+  return node;
+}
+
+namespace {
+
+// True when the caller held the last reference. A count of one needs no
+// atomic update: no one else holds the node to change it.
+bool DropRef(Node* node) noexcept {
+  return node->refs.load(std::memory_order_acquire) == 1 ||
+         node->refs.fetch_sub(1, std::memory_order_acq_rel) == 1;
+}
+
+}  // namespace
+
+void Node::Release(Node* node) noexcept {
+  if (!node || !DropRef(node)) return;
+  // Unlink children before deleting their parent so that a deep tree is
+  // torn down in a loop, not by nested destructors.
+  node->nextDead = nullptr;
+  while (node) {
+    Node* dead = node;
+    node = dead->nextDead;
+    for (CXMLObject& child : dead->children) {
+      Node* c = std::exchange(child.m_node, nullptr);
+      if (c && DropRef(c)) {
+        c->nextDead = node;
+        node = c;
+      }
+    }
+    dead->~Node();
+    ::operator delete(dead);
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Storage
+// ---------------------------------------------------------------------------
+
+CXMLObject::CXMLObject(const CZPoolString& name) : m_node(Node::Create()) { m_node->name = name; }
+
+CXMLObject::CXMLObject(const CXMLObject& other) : m_node(Node::Share(other.m_node)) {}
+
+CXMLObject& CXMLObject::operator=(const CXMLObject& other) {
+  if (this == &other) return *this;
+  Node::Release(std::exchange(m_node, Node::Share(other.m_node)));
+  return *this;
+}
+
+CXMLObject& CXMLObject::operator=(CXMLObject&& other) noexcept {
+  if (this == &other) return *this;
+  Node::Release(std::exchange(m_node, std::exchange(other.m_node, nullptr)));
+  return *this;
+}
+
+CXMLObject::~CXMLObject() { Node::Release(m_node); }
+
+CXMLObject::Node* CXMLObject::Writable() {
+  if (!m_node) return m_node = Node::Create();
+  if (m_node->refs.load(std::memory_order_acquire) == 1) return m_node;
+  Node* copy = Node::Clone(*m_node);
+  Node::Release(std::exchange(m_node, copy));
+  return m_node;
+}
+
+void CXMLObject::Free() noexcept { Node::Release(std::exchange(m_node, nullptr)); }
+
+bool CXMLObject::Realloc() {
+  if (m_node) Writable();
+  return true;
+}
+
+bool CXMLObject::Reassign(const CXMLObject& other) {
+  *this = other;
+  return true;
+}
+
+// ---------------------------------------------------------------------------
+// Name
+// ---------------------------------------------------------------------------
+
+bool CXMLObject::SetName(const CZPoolString& name) {
+  Writable()->name = name;
+  return true;
+}
+
+CZPoolString CXMLObject::GetName() const noexcept { return m_node ? m_node->name : CZPoolString(); }
+
+bool CXMLObject::IsName(const CZPoolString& name) const noexcept {
+  return SameName(m_node ? m_node->name : CZPoolString(), name);
+}
+
+bool CXMLObject::IsName(const wchar* name) const noexcept {
+  const std::u16string_view own = m_node ? m_node->name.view() : std::u16string_view();
+  return own == ViewOf(name);
+}
+
+// ---------------------------------------------------------------------------
+// Attribute reads
+// ---------------------------------------------------------------------------
+
+CZPoolString CXMLObject::FindAttribute(const CZPoolString& name) const noexcept {
+  const XMLAttr* attr = m_node ? m_node->FindAttr(name) : nullptr;
+  return attr ? attr->text : CZPoolString();
+}
+
+CZPoolString CXMLObject::FindAttribute(const wchar* name) const {
+  if (!m_node) return {};
+  const std::u16string_view wanted = ViewOf(name);
+  for (const XMLAttr& attr : m_node->attrs) {
+    if (attr.name.view() == wanted) return attr.text;
+  }
+  return {};
+}
+
+bool CXMLObject::HasAttribute(const CZPoolString& name) const noexcept {
+  return m_node && m_node->FindAttr(name);
+}
+
+long CXMLObject::FindAttributeInt(const CZPoolString& name, long defaultValue) const noexcept {
+  const XMLAttr* attr = m_node ? m_node->FindAttr(name) : nullptr;
+  return attr ? ParseInt(attr->text.c_str()) : defaultValue;
+}
+
+double CXMLObject::FindAttributeDouble(const CZPoolString& name,
+                                       double defaultValue) const noexcept {
+  const XMLAttr* attr = m_node ? m_node->FindAttr(name) : nullptr;
+  return attr ? ParseDouble(attr->text.c_str()) : defaultValue;
+}
+
+bool CXMLObject::FindAttributeBool(const CZPoolString& name, bool defaultValue) const noexcept {
+  const XMLAttr* attr = m_node ? m_node->FindAttr(name) : nullptr;
+  if (!attr) return defaultValue;
+  const std::u16string_view text = attr->text.view();
+  if (text == u"True" || text == u"true" || text == u"1") return true;
+  if (text == u"False" || text == u"false" || text == u"0") return false;
+  return defaultValue;
+}
+
+unsigned int CXMLObject::FindAttributeFlags(const CZPoolString& name, const tagXMLFLAGMAP* map,
+                                            unsigned int count, wchar separator) const noexcept {
+  const XMLAttr* attr = m_node ? m_node->FindAttr(name) : nullptr;
+  if (!attr || !map) return 0;
+  unsigned int flags = 0;
+  ForEachEntry(attr->text.view(), separator, [&](std::u16string_view entry, unsigned int) {
+    for (unsigned int i = 0; i < count; ++i) {
+      if (map[i].name.view() == entry && !entry.empty()) flags |= map[i].value;
+    }
+    return false;
+  });
+  return flags;
+}
+
+unsigned int CXMLObject::FindAttributeIndex(const CZPoolString& name, const wchar* list,
+                                            wchar separator) const noexcept {
+  const XMLAttr* attr = m_node ? m_node->FindAttr(name) : nullptr;
+  if (!attr || !list) return kNotFound;
+  const std::u16string_view text = attr->text.view();
+  return ForEachEntry(ViewOf(list), separator,
+                      [&](std::u16string_view entry, unsigned int) { return entry == text; });
+}
+
+unsigned int CXMLObject::GetAttributeCount() const noexcept {
+  return m_node ? static_cast<unsigned int>(m_node->attrs.size()) : 0;
+}
+
+bool CXMLObject::GetAttribute(unsigned int index, CZPoolString& name, CZPoolString& text) const {
+  if (!m_node || index >= m_node->attrs.size()) return false;
+  name = m_node->attrs[index].name;
+  text = m_node->attrs[index].text;
+  return true;
+}
+
+// ---------------------------------------------------------------------------
+// Attribute writes
+// ---------------------------------------------------------------------------
+
+bool CXMLObject::SetAttribute(const CZPoolString& name, const CZPoolString& text) {
+  if (!name) return false;
+  const XMLAttr* found = m_node ? m_node->FindAttr(name) : nullptr;
+  const std::ptrdiff_t index = found ? found - m_node->attrs.data() : -1;
+  Node* node = Writable();  // may clone: find the attribute again by index
+  if (index >= 0) {
+    node->attrs[static_cast<std::size_t>(index)].text = text;
+  } else {
+    node->attrs.push_back({name, text});
+  }
+  return true;
+}
+
+bool CXMLObject::SetAttribute(const CZPoolString& name, const wchar* text) {
+  return SetAttribute(name, text ? CZPoolString(text) : CZPoolString());
+}
+
+bool CXMLObject::SetAttribute(const CZPoolString& name, const CGUID& id) {
+  return SetAttribute(name, id.GetString());
+}
+
+bool CXMLObject::SetAttribute(const CZPoolString& name, unsigned int flags,
+                              const tagXMLFLAGMAP* map, unsigned int count, wchar separator) {
+  if (!map && count) return false;
+  std::u16string text;
+  for (unsigned int i = 0; i < count; ++i) {
+    const unsigned int value = map[i].value;
+    if (!value || (flags & value) != value) continue;
+    if (!text.empty()) text += separator;
+    text += map[i].name.view();
+  }
+  return SetAttribute(name, CZPoolString(std::u16string_view(text)));
+}
+
+bool CXMLObject::SprintfAttribute(const CZPoolString& name, const wchar* format, ...) {
+  if (!format) return false;
+  std::u16string text;
+  std::va_list args;
+  va_start(args, format);
+  try {
+    AppendFormatV(text, format, args);
+  } catch (...) {
+    va_end(args);
+    throw;
+  }
+  va_end(args);
+  return SetAttribute(name, CZPoolString(std::u16string_view(text)));
+}
+
+bool CXMLObject::AddAttribute(const CZPoolString& name, const CZPoolString& text) {
+  return SetAttribute(name, text);
+}
+
+bool CXMLObject::DeleteAttribute(const CZPoolString& name) {
+  const XMLAttr* found = m_node ? m_node->FindAttr(name) : nullptr;
+  if (!found) return false;
+  const std::ptrdiff_t index = found - m_node->attrs.data();
+  Node* node = Writable();
+  node->attrs.erase(static_cast<std::size_t>(index));
+  return true;
+}
+
+bool CXMLObject::MergeAttributes(const CXMLObject& other, bool overwrite) {
+  // Merging our own storage changes nothing; any other storage stays alive
+  // (held by `other`) when Writable() replaces ours.
+  const Node* from = other.m_node;
+  if (!from || from->attrs.empty() || from == m_node) return true;
+  Node* node = Writable();
+  for (const XMLAttr& attr : from->attrs) {
+    const XMLAttr* existing = node->FindAttr(attr.name);
+    if (!existing) {
+      node->attrs.push_back(attr);
+    } else if (overwrite) {
+      node->attrs[static_cast<std::size_t>(existing - node->attrs.data())].text = attr.text;
+    }
+  }
+  return true;
+}
+
+// ---------------------------------------------------------------------------
+// Children
+// ---------------------------------------------------------------------------
+
+CXMLObject* CXMLObject::FindNextElement(const CZPoolString& name, const CXMLObject* previous) {
+  const CXMLObject* found = std::as_const(*this).FindNextElement(name, previous);
+  if (!found) return nullptr;
+  const std::ptrdiff_t index = found - m_node->children.data();
+  Node* node = Writable();
+  node->leaked = true;
+  return &node->children[static_cast<std::size_t>(index)];
+}
+
+const CXMLObject* CXMLObject::FindNextElement(const CZPoolString& name,
+                                              const CXMLObject* previous) const {
+  if (!m_node) return nullptr;
+  std::size_t from = 0;
+  if (previous) {
+    const std::ptrdiff_t at = IndexOf(m_node->children, previous);
+    if (at < 0) return nullptr;
+    from = static_cast<std::size_t>(at) + 1;
+  }
+  const std::ptrdiff_t found = FindChild(*m_node, name, from);
+  return found < 0 ? nullptr : &m_node->children[static_cast<std::size_t>(found)];
+}
+
+CXMLObject* CXMLObject::FindFirstElement(const CZPoolString& name, unsigned int& cursor) {
+  if (!std::as_const(*this).FindFirstElement(name, cursor)) return nullptr;
+  Node* node = Writable();
+  node->leaked = true;
+  return &node->children[cursor];
+}
+
+const CXMLObject* CXMLObject::FindFirstElement(const CZPoolString& name,
+                                               unsigned int& cursor) const {
+  if (!m_node) return nullptr;
+  const std::ptrdiff_t found = FindChild(*m_node, name, cursor);
+  if (found < 0) return nullptr;
+  cursor = static_cast<unsigned int>(found);
+  return &m_node->children[cursor];
+}
+
+CZPoolString CXMLObject::FindElementData(const CZPoolString& name) const {
+  unsigned int cursor = 0;
+  const CXMLObject* child = FindFirstElement(name, cursor);
+  return child ? child->GetData() : CZPoolString();
+}
+
+CXMLObject* CXMLObject::GetElements(unsigned int& count) {
+  count = 0;
+  if (!m_node || m_node->children.empty()) return nullptr;
+  Node* node = Writable();
+  node->leaked = true;
+  count = static_cast<unsigned int>(node->children.size());
+  return node->children.data();
+}
+
+const CXMLObject* CXMLObject::GetElements(unsigned int& count) const {
+  count = m_node ? static_cast<unsigned int>(m_node->children.size()) : 0;
+  return count ? m_node->children.data() : nullptr;
+}
+
+unsigned int CXMLObject::GetNElements(const CZPoolString& name) const noexcept {
+  if (!m_node) return 0;
+  unsigned int count = 0;
+  for (const CXMLObject& child : m_node->children) count += NameMatches(child, name) ? 1 : 0;
+  return count;
+}
+
+CXMLObject* CXMLObject::item(unsigned int index) {
+  if (!m_node || index >= m_node->children.size()) return nullptr;
+  Node* node = Writable();
+  node->leaked = true;
+  return &node->children[index];
+}
+
+const CXMLObject* CXMLObject::item(unsigned int index) const {
+  if (!m_node || index >= m_node->children.size()) return nullptr;
+  return &m_node->children[index];
+}
+
+xmlret CXMLObject::Add(const CXMLObject& child) {
+  if (!child) return false;
+  CXMLObject copy(child);  // taken first: x.Add(x) must add the old x, not a cycle
+  Writable()->children.push_back(std::move(copy));
+  return true;
+}
+
+bool CXMLObject::Delete(const CXMLObject* child) {
+  const std::ptrdiff_t index = m_node ? IndexOf(m_node->children, child) : -1;
+  if (index < 0) return false;
+  Node* node = Writable();
+  node->children.erase(node->children.begin() + index);
+  return true;
+}
+
+bool CXMLObject::DeleteElements() {
+  if (!m_node || m_node->children.empty()) return true;
+  Writable()->children.clear();
+  return true;
+}
+
+// ---------------------------------------------------------------------------
+// Data
+// ---------------------------------------------------------------------------
+
+bool CXMLObject::Set(const CZPoolString& text) {
+  Node* node = Writable();
+  node->SetBytes(nullptr);
+  node->binary = false;
+  node->text = text;
+  return true;
+}
+
+bool CXMLObject::Set(const wchar* text) { return Set(text ? CZPoolString(text) : CZPoolString()); }
+
+bool CXMLObject::Set(const unsigned char* bytes, std::uint64_t size) {
+  if (!bytes && size) return false;
+  if (size > std::vector<unsigned char>().max_size()) return false;
+  auto data = std::make_unique<XMLBytes>();
+  data->data.assign(bytes, bytes + size);
+  Node* node = Writable();
+  node->SetBytes(data.release());
+  node->binary = true;
+  node->text = CZPoolString();
+  return true;
+}
+
+CZPoolString CXMLObject::GetData() const {
+  if (!m_node) return {};
+  if (!m_node->binary) return m_node->text;
+  const std::vector<unsigned char>& bytes = BytesOf(*m_node);
+  std::u16string text;
+  AppendBase64(text, bytes.data(), bytes.size());
+  return CZPoolString(std::u16string_view(text));
+}
+
+bool CXMLObject::HasBinaryData() const noexcept { return m_node && m_node->binary; }
+
+std::uint64_t CXMLObject::GetDataBinarySize() const {
+  const std::vector<unsigned char>* bytes = m_node ? m_node->Binary() : nullptr;
+  return bytes ? bytes->size() : 0;
+}
+
+std::uint64_t CXMLObject::GetDataBinary(unsigned char* buffer, std::uint64_t size,
+                                        std::uint64_t offset) const {
+  const std::vector<unsigned char>* bytes = m_node ? m_node->Binary() : nullptr;
+  if (!bytes || !buffer || offset >= bytes->size()) return 0;
+  const std::uint64_t count = std::min<std::uint64_t>(size, bytes->size() - offset);
+  if (count) std::memcpy(buffer, bytes->data() + offset, count);
+  return count;
+}
+
+bool CXMLObject::CDATARequired(const wchar* text) noexcept {
+  if (!text) return false;
+  for (; *text; ++text) {
+    const wchar c = *text;
+    if (c < 0x20 || c == u'<' || c == u'>' || c == u'&' || c == u'"' || c == u'\'') return true;
+  }
+  return false;
+}
+
+bool CXMLObject::CDATARequired(std::u16string_view text) noexcept {
+  for (const wchar c : text) {
+    if (c < 0x20 || c == u'<' || c == u'>' || c == u'&' || c == u'"' || c == u'\'') return true;
+  }
+  return false;
+}
+
+// ---------------------------------------------------------------------------
+// Comparison
+// ---------------------------------------------------------------------------
+
+bool CXMLObject::IsEqual(const CXMLObject& other) const {
+  struct Pair {
+    const Node* a;
+    const Node* b;
+  };
+  const Node empty;  // a null handle compares as an element without content
+  std::vector<Pair> pending{{m_node, other.m_node}};
+  while (!pending.empty()) {
+    const Pair pair = pending.back();
+    pending.pop_back();
+    if (pair.a == pair.b) continue;  // shared storage: equal without a look
+    const Node& a = pair.a ? *pair.a : empty;
+    const Node& b = pair.b ? *pair.b : empty;
+    if (!SameName(a.name, b.name) || !SameAttrs(a, b)) return false;
+    if (a.children.size() != b.children.size() || !SameData(a, b)) return false;
+    for (std::size_t i = 0; i < a.children.size(); ++i) {
+      pending.push_back({a.children[i].m_node, b.children[i].m_node});
+    }
+  }
+  return true;
+}
+
+}  // namespace qdcore

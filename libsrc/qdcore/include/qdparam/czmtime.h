@@ -1,0 +1,26 @@
+// CZMTime: one mtime kept in a host memory block, so that an object holding
+// it stays relocatable byte by byte.
+#pragma once
+
+#include "qdcore/core.h"
+#include "qdparam/export.h"
+
+namespace qdcore {
+
+// A block that never held a time, or whose block was released, reads as
+// mtime::unassigned: nothing is known.
+class QDPARAM_API CZMTime : public CZMemory {
+ public:
+  CZMTime();
+  CZMTime(const CZMTime& other);
+  CZMTime& operator=(const CZMTime& other);
+  ~CZMTime() override;
+
+  // The time, allocating the block first if it was released. Throws
+  // std::bad_alloc when it cannot.
+  mtime& operator*();
+  // The time; never allocates.
+  const mtime& operator*() const noexcept;
+};
+
+}  // namespace qdcore

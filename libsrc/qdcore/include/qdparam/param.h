@@ -1,0 +1,121 @@
+// CParam: one typed effect parameter, an XML element "Parameter" whose
+// attributes and children hold every property, plus its keyframes.
+#pragma once
+
+#include "qdcore/core.h"
+#include "qdcore/xml.h"
+#include "qdparam/czmtime.h"
+#include "qdparam/export.h"
+#include "qdparam/keyframelist.h"
+#include "qdparam/types.h"
+
+namespace qdcore {
+
+// Typed getters return false and leave their output alone when the value is
+// absent or the type does not match (a mismatch is reported); typed setters
+// refuse a mismatching type without writing.
+class QDPARAM_API CParam : public CXMLObject {
+ public:
+  // ---- construction and lifetime
+  CParam();
+  CParam(unsigned int type, const CZPoolString& name, long id);
+  explicit CParam(const CXMLObject& xml);  // Load(xml)
+  CParam(const CParam& other);
+  CParam& operator=(const CParam& other);
+  ~CParam();
+
+  void Free() noexcept;  // element, keyframes and cached duration released
+  void Reset();          // Free, then an empty "Parameter" of undefined type
+  bool Realloc();        // private storage for all three blocks
+  // Takes `p`'s definition (element and cached duration) without keyframes.
+  bool SetReference(const CParam& p);
+  // Replaces this parameter by a "Parameter" element and its keyframes.
+  bool Load(const CXMLObject& xml);
+
+  // ---- type
+  unsigned int GetType() const;
+  // Writes "type" (Double by leaving it out); SubProp and unknown codes are
+  // refused, since only XML can make a SubProp parameter.
+  bool SetType(unsigned int type);
+
+  // ---- limits, granularity, inactive value
+  bool GetMinValueDouble(double& v) const;
+  bool SetMinValueDouble(double v);
+  bool GetMinValueLong(long& v) const;
+  bool SetMinValueLong(long v);
+  bool GetMaxValueDouble(double& v) const;
+  bool SetMaxValueDouble(double v);
+  bool GetMaxValueLong(long& v) const;
+  bool SetMaxValueLong(long v);
+  bool GetGranularityDouble(double& v) const;
+  bool SetGranularityDouble(double v);
+  bool GetGranularityLong(long& v) const;
+  bool SetGranularityLong(long v);
+  bool ResetMinValue();
+  bool ResetMaxValue();
+  bool ResetGranularity();
+
+  bool GetInactiveValueDouble(double& v) const;
+  bool SetInactiveValueDouble(double v);
+  bool GetInactiveValueLong(long& v) const;
+  bool SetInactiveValueLong(long v);
+  bool GetInactiveValueBool(bool& v) const;
+  bool SetInactiveValueBool(bool v);
+  bool GetInactiveValueString(CZPoolString& v) const;
+  bool SetInactiveValueString(const CZPoolString& v);
+
+  // ---- static value (numbers are clamped to the limits on the way in)
+  bool GetValueDouble(double& v) const;
+  bool GetValueLong(long& v) const;
+  bool GetValueBool(bool& v) const;
+  bool GetValueString(CZPoolString& v) const;
+  bool SetValueDouble(double v);
+  bool SetValueLong(long v);
+  bool SetValueBool(bool v);
+  bool SetValueString(const CZPoolString& s);
+  bool GetValueProperty(CXMLObject& out) const;
+  bool SetValueProperty(const CXMLObject& prop);  // `prop` must be a "Propertys"
+  // The size of the binary value when `buffer` is null, else the bytes read.
+  unsigned int GetValueBinary(unsigned char* buffer, unsigned int size, unsigned int offset) const;
+  // The whole binary value, or the empty block when it cannot be read.
+  CZMemory GetValueBinary() const;
+  bool SetValueBinary(const unsigned char* data, unsigned int size);
+  bool SetValueBinary(const CZMemory& m);
+
+  // ---- any attribute by name, without type checks
+  CZPoolString GetValue(const CZPoolString& name) const;
+  bool SetValue(const CZPoolString& name, const CZPoolString& text);
+  bool GetValueBool(const CZPoolString& name, bool& v) const;
+  bool GetValueDouble(const CZPoolString& name, double& v) const;
+  bool GetValueLong(const CZPoolString& name, long& v) const;
+  bool GetValueString(const CZPoolString& name, CZPoolString& v) const;
+  bool SetValueBool(const CZPoolString& name, bool v);
+  bool SetValueDouble(const CZPoolString& name, double v);
+  bool SetValueLong(const CZPoolString& name, long v);
+  bool SetValueString(const CZPoolString& name, const CZPoolString& s);
+
+  // ---- identity and flags
+  // The "name" attribute (not the element's name, which stays "Parameter").
+  CZPoolString GetName() const;
+  bool SetName(const CZPoolString& name);
+  long GetID() const;  // -1 (0xFFFFFFFF) when absent
+  bool SetID(long id);
+  bool GetInactiveStatus(bool& inactive) const;
+  bool SetInactiveStatus(bool inactive);
+  bool GetKeyFrameStatus() const;
+  bool SetKeyFrameStatus(bool on);
+  unsigned int GetAllowedInterpolation() const;  // INTERPOLATION_* bits
+  bool SetAllowedInterpolation(unsigned int flags);
+  unsigned int GetAlphaHandling() const;  // ALPHA_*
+  bool SetAlphaHandling(unsigned int code);
+  unsigned int GetBinaryInterpolationType() const;  // BINARY_INTERPOLATION_*
+  unsigned int GetTimeTranslation() const;          // 0 or TIMETRANSLATION_EASEINOUT
+  bool SetTimeTranslation(unsigned int flags);
+
+ private:
+  CKeyFrameList m_KeyFrameList;
+  CZMTime m_MinDuration;  // mtime::unassigned: recompute
+  mutable unsigned int m_Type;  // PARAM_UNDEFINED until GetType has read "type"
+};
+
+}  // namespace qdcore

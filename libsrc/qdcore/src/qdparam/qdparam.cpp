@@ -1,0 +1,574 @@
+// CParam: the definition and static value of one typed parameter, kept in its
+// XML element "Parameter".
+#include "qdparam/param.h"
+
+#include <iterator>
+#include <utility>
+
+#include "codetable.h"
+#include "paramhelper.h"
+#include "qdassert.h"
+#include "qdnumbers.h"
+#include "qdparam/keyframe.h"
+
+namespace qdcore {
+
+namespace {
+
+CZPoolString Pooled(const wchar* text) { return CStringPool::GetStringRef(text); }
+
+const CZPoolString kParameter = Pooled(u"Parameter");
+const CZPoolString kKeyframe = Pooled(u"Keyframe");
+const CZPoolString kType = Pooled(u"type");
+const CZPoolString kName = Pooled(u"name");
+const CZPoolString kId = Pooled(u"id");
+const CZPoolString kValue = Pooled(u"value");
+const CZPoolString kMin = Pooled(u"min");
+const CZPoolString kMax = Pooled(u"max");
+const CZPoolString kGranularity = Pooled(u"granularity");
+const CZPoolString kActive = Pooled(u"active");
+const CZPoolString kInactive = Pooled(u"inactive");
+const CZPoolString kUseKeyframe = Pooled(u"useKeyframe");
+const CZPoolString kInterpolation = Pooled(u"interpolation");
+const CZPoolString kAlpha = Pooled(u"alpha");
+const CZPoolString kBinaryInterpolationType = Pooled(u"binaryInterpolationType");
+const CZPoolString kTimeTranslation = Pooled(u"timeTranslation");
+const CZPoolString kEaseInOut = Pooled(u"EaseInOut");
+const CZPoolString kBinary = Pooled(u"Binary");
+const CZPoolString kPropertys = Pooled(u"Propertys");
+
+const tagXMLFLAGMAP kTypes[] = {
+    {PARAM_DOUBLE, Pooled(u"Double")}, {PARAM_LONG, Pooled(u"Long")},
+    {PARAM_STRING, Pooled(u"String")}, {PARAM_BINARY, Pooled(u"Binary")},
+    {PARAM_BOOL, Pooled(u"Bool")},     {PARAM_SUBPROP, Pooled(u"SubProp")},
+};
+
+const tagXMLFLAGMAP kAllowedInterpolations[] = {
+    {INTERPOLATION_HOLD, Pooled(u"Hold")},     {INTERPOLATION_LINEAR, Pooled(u"Linear")},
+    {INTERPOLATION_BEZIER, Pooled(u"Bezier")}, {INTERPOLATION_LINLOG, Pooled(u"LinLog")},
+    {INTERPOLATION_SPLINE, Pooled(u"Spline")}, {INTERPOLATION_CUSTOM, Pooled(u"Custom")},
+    {INTERPOLATION_NONE, Pooled(u"None")},
+};
+constexpr unsigned int kAllowedInterpolationCount = std::size(kAllowedInterpolations);
+constexpr wchar kFlagSeparator = u';';
+
+// No handling is no attribute.
+const tagXMLFLAGMAP kAlphaHandlings[] = {
+    {ALPHA_GENERATE, Pooled(u"Generate")},
+    {ALPHA_REMOVE, Pooled(u"Remove")},
+};
+
+const tagXMLFLAGMAP kBinaryInterpolationTypes[] = {
+    {BINARY_INTERPOLATION_SPLITGRAPH, Pooled(u"SplitGraph")},
+    {BINARY_INTERPOLATION_GEOMETRYMASK, Pooled(u"GeometryMask")},
+    {BINARY_INTERPOLATION_TONECURVE, Pooled(u"ToneCurve")},
+    {BINARY_INTERPOLATION_COLORWHEEL, Pooled(u"ColorWheel")},
+    {BINARY_INTERPOLATION_MASKMULTIPOLYGON, Pooled(u"MaskMultiPolygon")},
+    {BINARY_INTERPOLATION_MASKSHAPEDROPPER, Pooled(u"MaskShapeDropper")},
+};
+
+// ---------------------------------------------------------------------------
+// Type requirements
+// ---------------------------------------------------------------------------
+
+struct TypeRequirement {
+  unsigned int type;
+  const char* expression;  // what the report says should have held
+};
+
+constexpr TypeRequirement kNeedsDouble{PARAM_DOUBLE, "type == PARAM_DOUBLE"};
+constexpr TypeRequirement kNeedsLong{PARAM_LONG, "type == PARAM_LONG"};
+constexpr TypeRequirement kNeedsBool{PARAM_BOOL, "type == PARAM_BOOL"};
+constexpr TypeRequirement kNeedsString{PARAM_STRING, "type == PARAM_STRING"};
+constexpr TypeRequirement kNeedsSubProp{PARAM_SUBPROP, "type == PARAM_SUBPROP"};
+
+bool Requires(const CParam& param, const TypeRequirement& need, const char* signature) {
+  if (param.GetType() == need.type) return true;
+  QD_ASSUMPTION_FAILED(need.expression, signature);
+  return false;
+}
+
+// Typed access to one attribute of a parameter of the required type.
+bool GetDouble(const CParam& p, const CZPoolString& name, double& v, const char* signature) {
+  return Requires(p, kNeedsDouble, signature) && ParamHelper::GetValueDouble(p, name, v);
+}
+
+bool SetDouble(CParam& p, const CZPoolString& name, double v, const char* signature) {
+  return Requires(p, kNeedsDouble, signature) && ParamHelper::SetValueDouble(p, name, v);
+}
+
+bool GetLong(const CParam& p, const CZPoolString& name, long& v, const char* signature) {
+  return Requires(p, kNeedsLong, signature) && ParamHelper::GetValueLong(p, name, v);
+}
+
+bool SetLong(CParam& p, const CZPoolString& name, long v, const char* signature) {
+  return Requires(p, kNeedsLong, signature) && ParamHelper::SetValueLong(p, name, v);
+}
+
+// Adds a copy of every child `name` of `from` (of the first one only when
+// `firstOnly`); false when an addition fails.
+bool CopyChildren(const CXMLObject& from, CXMLObject& to, const CZPoolString& name, bool firstOnly) {
+  bool ok = true;
+  for (const CXMLObject* child = from.FindNextElement(name, nullptr); child;
+       child = firstOnly ? nullptr : from.FindNextElement(name, child)) {
+    ok = to.Add(*child) && ok;
+  }
+  return ok;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Construction and lifetime
+// ---------------------------------------------------------------------------
+
+CParam::CParam() : CXMLObject(kParameter), m_Type(PARAM_UNDEFINED) {
+  *m_MinDuration = mtime::unassigned;
+}
+
+CParam::CParam(unsigned int type, const CZPoolString& name, long id) : CParam() {
+  SetType(type);
+  ParamHelper::SetValueString(*this, kName, name);
+  ParamHelper::SetValueLong(*this, kId, id);
+}
+
+CParam::CParam(const CXMLObject& xml) : CParam() { Load(xml); }
+
+CParam::CParam(const CParam& other)
+    : CXMLObject(other),
+      m_KeyFrameList(other.m_KeyFrameList),
+      m_MinDuration(other.m_MinDuration),
+      m_Type(other.m_Type) {}
+
+CParam& CParam::operator=(const CParam& other) {
+  CXMLObject::operator=(other);
+  m_KeyFrameList = other.m_KeyFrameList;
+  m_MinDuration = other.m_MinDuration;
+  m_Type = other.m_Type;
+  return *this;
+}
+
+CParam::~CParam() { Free(); }
+
+void CParam::Free() noexcept {
+  CXMLObject::Free();
+  m_KeyFrameList.Free();
+  m_MinDuration.Free();
+}
+
+void CParam::Reset() {
+  Free();
+  CXMLObject::SetName(kParameter);
+  *m_MinDuration = mtime::unassigned;
+  m_Type = PARAM_UNDEFINED;
+}
+
+bool CParam::Realloc() {
+  const bool element = CXMLObject::Realloc();
+  const bool keyframes = m_KeyFrameList.Realloc();
+  const bool duration = m_MinDuration.Realloc(CZMemory::kKeepSize);
+  return element && keyframes && duration;
+}
+
+bool CParam::SetReference(const CParam& p) {
+  CXMLObject::operator=(p);
+  m_MinDuration = p.m_MinDuration;
+  m_Type = PARAM_UNDEFINED;
+  m_KeyFrameList.Free();
+  return true;
+}
+
+// Keyframes live only in the list while the parameter lives: the "Keyframe"
+// children become list entries and are not copied into the element. Of the
+// other children only the stored values are taken over.
+bool CParam::Load(const CXMLObject& xml) {
+  constexpr const char* kSignature =
+      "bool __cdecl qdcore::CParam::Load(const class qdcore::CXMLObject &)";
+  const CXMLObject source(xml);  // `xml` may be part of what Reset releases
+  Reset();
+  bool ok = true;
+  if (source.IsName(kParameter)) ok = MergeAttributes(source, true);
+  for (const CXMLObject* child = source.FindNextElement(kKeyframe, nullptr); child;
+       child = source.FindNextElement(kKeyframe, child)) {
+    const CKeyFrame keyFrame(*this, *child);
+    const bool added = keyFrame && QD_VERIFY(keyFrame.m_Type == GetType(), kSignature) &&
+                       m_KeyFrameList.Add(keyFrame);
+    ok = added && ok;
+  }
+  ok = CopyChildren(source, *this, kBinary, false) && ok;
+  ok = CopyChildren(source, *this, kPropertys, true) && ok;
+  ok = CopyChildren(source, *this, kValue, false) && ok;
+  if (ok) return true;
+  Reset();
+  return false;
+}
+
+// ---------------------------------------------------------------------------
+// Type
+// ---------------------------------------------------------------------------
+
+unsigned int CParam::GetType() const {
+  if (m_Type != PARAM_UNDEFINED) return m_Type;
+  const CZPoolString text = FindAttribute(kType);
+  m_Type = text ? CodeOf(text, kTypes, PARAM_UNDEFINED) : PARAM_DOUBLE;
+  return m_Type;
+}
+
+// The cached type is not updated: it keeps what was read before, and the
+// report says that changing a known type is a mistake.
+bool CParam::SetType(unsigned int type) {
+  QD_VERIFY(m_Type == PARAM_UNDEFINED, "bool __cdecl qdcore::CParam::SetType(unsigned int)");
+  if (type == PARAM_DOUBLE) {
+    DeleteAttribute(kType);
+    return true;
+  }
+  if (type == PARAM_SUBPROP) return false;
+  const CZPoolString* name = NameOf(type, kTypes);
+  return name && SetAttribute(kType, *name);
+}
+
+// ---------------------------------------------------------------------------
+// Limits, granularity, inactive value
+// ---------------------------------------------------------------------------
+
+bool CParam::GetMinValueDouble(double& v) const {
+  return GetDouble(*this, kMin, v, "bool __cdecl qdcore::CParam::GetMinValueDouble(double &) const");
+}
+
+bool CParam::SetMinValueDouble(double v) {
+  return SetDouble(*this, kMin, v, "bool __cdecl qdcore::CParam::SetMinValueDouble(double)");
+}
+
+bool CParam::GetMinValueLong(long& v) const {
+  return GetLong(*this, kMin, v, "bool __cdecl qdcore::CParam::GetMinValueLong(long &) const");
+}
+
+bool CParam::SetMinValueLong(long v) {
+  return SetLong(*this, kMin, v, "bool __cdecl qdcore::CParam::SetMinValueLong(long)");
+}
+
+bool CParam::GetMaxValueDouble(double& v) const {
+  return GetDouble(*this, kMax, v, "bool __cdecl qdcore::CParam::GetMaxValueDouble(double &) const");
+}
+
+bool CParam::SetMaxValueDouble(double v) {
+  return SetDouble(*this, kMax, v, "bool __cdecl qdcore::CParam::SetMaxValueDouble(double)");
+}
+
+bool CParam::GetMaxValueLong(long& v) const {
+  return GetLong(*this, kMax, v, "bool __cdecl qdcore::CParam::GetMaxValueLong(long &) const");
+}
+
+bool CParam::SetMaxValueLong(long v) {
+  return SetLong(*this, kMax, v, "bool __cdecl qdcore::CParam::SetMaxValueLong(long)");
+}
+
+bool CParam::GetGranularityDouble(double& v) const {
+  return GetDouble(*this, kGranularity, v,
+                   "bool __cdecl qdcore::CParam::GetGranularityDouble(double &) const");
+}
+
+bool CParam::SetGranularityDouble(double v) {
+  return SetDouble(*this, kGranularity, v,
+                   "bool __cdecl qdcore::CParam::SetGranularityDouble(double)");
+}
+
+bool CParam::GetGranularityLong(long& v) const {
+  return GetLong(*this, kGranularity, v,
+                 "bool __cdecl qdcore::CParam::GetGranularityLong(long &) const");
+}
+
+bool CParam::SetGranularityLong(long v) {
+  return SetLong(*this, kGranularity, v, "bool __cdecl qdcore::CParam::SetGranularityLong(long)");
+}
+
+bool CParam::ResetMinValue() { return DeleteAttribute(kMin); }
+
+bool CParam::ResetMaxValue() { return DeleteAttribute(kMax); }
+
+bool CParam::ResetGranularity() { return DeleteAttribute(kGranularity); }
+
+bool CParam::GetInactiveValueDouble(double& v) const {
+  return GetDouble(*this, kInactive, v,
+                   "bool __cdecl qdcore::CParam::GetInactiveValueDouble(double &) const");
+}
+
+bool CParam::SetInactiveValueDouble(double v) {
+  return SetDouble(*this, kInactive, v,
+                   "bool __cdecl qdcore::CParam::SetInactiveValueDouble(double)");
+}
+
+bool CParam::GetInactiveValueLong(long& v) const {
+  return GetLong(*this, kInactive, v,
+                 "bool __cdecl qdcore::CParam::GetInactiveValueLong(long &) const");
+}
+
+bool CParam::SetInactiveValueLong(long v) {
+  return SetLong(*this, kInactive, v, "bool __cdecl qdcore::CParam::SetInactiveValueLong(long)");
+}
+
+bool CParam::GetInactiveValueBool(bool& v) const {
+  return Requires(*this, kNeedsBool, "bool __cdecl qdcore::CParam::GetInactiveValueBool(bool &) const") &&
+         ParamHelper::GetValueBool(*this, kInactive, v);
+}
+
+bool CParam::SetInactiveValueBool(bool v) {
+  return Requires(*this, kNeedsBool, "bool __cdecl qdcore::CParam::SetInactiveValueBool(bool)") &&
+         ParamHelper::SetValueBool(*this, kInactive, v);
+}
+
+bool CParam::GetInactiveValueString(CZPoolString& v) const {
+  return Requires(*this, kNeedsString,
+                  "bool __cdecl qdcore::CParam::GetInactiveValueString(class qdcore::CZPoolString "
+                  "&) const") &&
+         ParamHelper::GetValueString(*this, kInactive, v);
+}
+
+bool CParam::SetInactiveValueString(const CZPoolString& v) {
+  return Requires(*this, kNeedsString,
+                  "bool __cdecl qdcore::CParam::SetInactiveValueString(const class "
+                  "qdcore::CZPoolString &)") &&
+         ParamHelper::SetValueString(*this, kInactive, v);
+}
+
+// ---------------------------------------------------------------------------
+// Static value
+// ---------------------------------------------------------------------------
+
+bool CParam::GetValueDouble(double& v) const {
+  return GetDouble(*this, kValue, v, "bool __cdecl qdcore::CParam::GetValueDouble(double &) const");
+}
+
+bool CParam::GetValueLong(long& v) const {
+  return GetLong(*this, kValue, v, "bool __cdecl qdcore::CParam::GetValueLong(long &) const");
+}
+
+bool CParam::GetValueBool(bool& v) const {
+  return Requires(*this, kNeedsBool, "bool __cdecl qdcore::CParam::GetValueBool(bool &) const") &&
+         ParamHelper::GetValueBool(*this, kValue, v);
+}
+
+bool CParam::GetValueString(CZPoolString& v) const {
+  return Requires(*this, kNeedsString,
+                  "bool __cdecl qdcore::CParam::GetValueString(class qdcore::CZPoolString &) "
+                  "const") &&
+         ParamHelper::GetValueString(*this, kValue, v);
+}
+
+bool CParam::SetValueDouble(double v) {
+  constexpr const char* kSignature = "bool __cdecl qdcore::CParam::SetValueDouble(double)";
+  if (!Requires(*this, kNeedsDouble, kSignature)) return false;
+  double dValue = v;
+  double minmax = 0.0;
+  // Written as the conditions that must hold, so that a NaN never passes a limit.
+  if (GetMinValueDouble(minmax) && !QD_VERIFY(dValue >= minmax, kSignature)) dValue = minmax;
+  if (GetMaxValueDouble(minmax) && !QD_VERIFY(dValue <= minmax, kSignature)) dValue = minmax;
+  return ParamHelper::SetValueDouble(*this, kValue, dValue);
+}
+
+bool CParam::SetValueLong(long v) {
+  constexpr const char* kSignature = "bool __cdecl qdcore::CParam::SetValueLong(long)";
+  if (!Requires(*this, kNeedsLong, kSignature)) return false;
+  long lValue = ToInt32(v);
+  long minmax = 0;
+  if (GetMinValueLong(minmax) && !QD_VERIFY(lValue >= minmax, kSignature)) lValue = minmax;
+  if (GetMaxValueLong(minmax) && !QD_VERIFY(lValue <= minmax, kSignature)) lValue = minmax;
+  return ParamHelper::SetValueLong(*this, kValue, lValue);
+}
+
+bool CParam::SetValueBool(bool v) {
+  return Requires(*this, kNeedsBool, "bool __cdecl qdcore::CParam::SetValueBool(bool)") &&
+         ParamHelper::SetValueBool(*this, kValue, v);
+}
+
+bool CParam::SetValueString(const CZPoolString& s) {
+  return Requires(*this, kNeedsString,
+                  "bool __cdecl qdcore::CParam::SetValueString(const class qdcore::CZPoolString "
+                  "&)") &&
+         ParamHelper::SetValueString(*this, kValue, s);
+}
+
+bool CParam::GetValueProperty(CXMLObject& out) const {
+  if (!Requires(*this, kNeedsSubProp,
+                "bool __cdecl qdcore::CParam::GetValueProperty(class qdcore::CXMLObject &) "
+                "const")) {
+    return false;
+  }
+  const CXMLObject* tree = FindNextElement(kPropertys, nullptr);
+  return tree && out.Reassign(*tree);
+}
+
+bool CParam::SetValueProperty(const CXMLObject& prop) {
+  if (!prop.IsName(kPropertys)) return false;
+  CXMLObject copy(prop);  // taken first: `prop` may be the child replaced here
+  copy.Realloc();
+  if (const CXMLObject* old = std::as_const(*this).FindNextElement(kPropertys, nullptr)) {
+    Delete(old);
+  }
+  return Add(copy);
+}
+
+// A binary getter of another type reports and still reads.
+unsigned int CParam::GetValueBinary(unsigned char* buffer, unsigned int size,
+                                    unsigned int offset) const {
+  QD_VERIFY(GetType() == PARAM_BINARY,
+            "unsigned int __cdecl qdcore::CParam::GetValueBinary(unsigned char *,unsigned "
+            "int,unsigned int) const");
+  return ParamHelper::GetValueBinary(*this, kBinary, buffer, size, offset);
+}
+
+CZMemory CParam::GetValueBinary() const {
+  QD_VERIFY(GetType() == PARAM_BINARY,
+            "class qdcore::CZMemory __cdecl qdcore::CParam::GetValueBinary(void) const");
+  const CXMLObject* data = FindNextElement(kBinary, nullptr);
+  const std::uint64_t size = data ? data->GetDataBinarySize() : 0;
+  CZMemory block;
+  if (!block.Alloc(size)) return CZMemory::pnull;
+  const std::uint64_t read =
+      size ? data->GetDataBinary(static_cast<unsigned char*>(static_cast<void*>(block)), size) : 0;
+  if (read != size) return CZMemory::pnull;
+  return block;
+}
+
+bool CParam::SetValueBinary(const unsigned char* data, unsigned int size) {
+  return ParamHelper::SetValueBinary(*this, kBinary, data, size);
+}
+
+bool CParam::SetValueBinary(const CZMemory& m) {
+  const auto* data = static_cast<const unsigned char*>(static_cast<const void*>(m));
+  return ParamHelper::SetValueBinary(*this, kBinary, data, m.GetSize());
+}
+
+// ---------------------------------------------------------------------------
+// Any attribute by name
+// ---------------------------------------------------------------------------
+
+CZPoolString CParam::GetValue(const CZPoolString& name) const { return FindAttribute(name); }
+
+bool CParam::SetValue(const CZPoolString& name, const CZPoolString& text) {
+  return SetAttribute(name, text);
+}
+
+bool CParam::GetValueBool(const CZPoolString& name, bool& v) const {
+  return ParamHelper::GetValueBool(*this, name, v);
+}
+
+bool CParam::GetValueDouble(const CZPoolString& name, double& v) const {
+  return ParamHelper::GetValueDouble(*this, name, v);
+}
+
+bool CParam::GetValueLong(const CZPoolString& name, long& v) const {
+  return ParamHelper::GetValueLong(*this, name, v);
+}
+
+bool CParam::GetValueString(const CZPoolString& name, CZPoolString& v) const {
+  return ParamHelper::GetValueString(*this, name, v);
+}
+
+bool CParam::SetValueBool(const CZPoolString& name, bool v) {
+  return ParamHelper::SetValueBool(*this, name, v);
+}
+
+bool CParam::SetValueDouble(const CZPoolString& name, double v) {
+  return ParamHelper::SetValueDouble(*this, name, v);
+}
+
+bool CParam::SetValueLong(const CZPoolString& name, long v) {
+  return ParamHelper::SetValueLong(*this, name, v);
+}
+
+bool CParam::SetValueString(const CZPoolString& name, const CZPoolString& s) {
+  return ParamHelper::SetValueString(*this, name, s);
+}
+
+// ---------------------------------------------------------------------------
+// Identity and flags
+// ---------------------------------------------------------------------------
+
+CZPoolString CParam::GetName() const {
+  CZPoolString name;
+  ParamHelper::GetValueString(*this, kName, name);
+  return name;
+}
+
+bool CParam::SetName(const CZPoolString& name) {
+  return ParamHelper::SetValueString(*this, kName, name);
+}
+
+long CParam::GetID() const {
+  long id = -1;  // 0xFFFFFFFF as a 32-bit number: no id
+  ParamHelper::GetValueLong(*this, kId, id);
+  return id;
+}
+
+bool CParam::SetID(long id) { return ParamHelper::SetValueLong(*this, kId, id); }
+
+bool CParam::GetInactiveStatus(bool& inactive) const {
+  bool active = false;
+  if (!ParamHelper::GetValueBool(*this, kActive, active)) return false;
+  inactive = !active;
+  return true;
+}
+
+bool CParam::SetInactiveStatus(bool inactive) {
+  return ParamHelper::SetValueBool(*this, kActive, !inactive);
+}
+
+bool CParam::GetKeyFrameStatus() const { return FindAttributeBool(kUseKeyframe, false); }
+
+// A property tree is never animated; asking for it is not an error.
+bool CParam::SetKeyFrameStatus(bool on) {
+  if (GetType() == PARAM_SUBPROP) return true;
+  return ParamHelper::SetValueBool(*this, kUseKeyframe, on);
+}
+
+unsigned int CParam::GetAllowedInterpolation() const {
+  const unsigned int flags = FindAttributeFlags(kInterpolation, kAllowedInterpolations,
+                                                kAllowedInterpolationCount, kFlagSeparator);
+  return flags ? flags : INTERPOLATION_DEFAULT_ALLOWED;
+}
+
+bool CParam::SetAllowedInterpolation(unsigned int flags) {
+  if (flags == 0) {
+    DeleteAttribute(kInterpolation);
+    return true;
+  }
+  return SetAttribute(kInterpolation, flags, kAllowedInterpolations, kAllowedInterpolationCount,
+                      kFlagSeparator);
+}
+
+unsigned int CParam::GetAlphaHandling() const {
+  return CodeOf(FindAttribute(kAlpha), kAlphaHandlings, ALPHA_NONE);
+}
+
+// An unknown code is reported and treated as none.
+bool CParam::SetAlphaHandling(unsigned int code) {
+  if (const CZPoolString* name = NameOf(code, kAlphaHandlings)) return SetAttribute(kAlpha, *name);
+  if (code != ALPHA_NONE) {
+    QD_ILLEGAL_CODE_POINT("SetAlphaHandling - invalid type specified",
+                          "bool __cdecl qdcore::CParam::SetAlphaHandling(unsigned int)");
+  }
+  DeleteAttribute(kAlpha);
+  return true;
+}
+
+unsigned int CParam::GetBinaryInterpolationType() const {
+  return CodeOf(FindAttribute(kBinaryInterpolationType), kBinaryInterpolationTypes,
+                BINARY_INTERPOLATION_NONE);
+}
+
+unsigned int CParam::GetTimeTranslation() const {
+  return FindAttribute(kTimeTranslation) == kEaseInOut ? TIMETRANSLATION_EASEINOUT
+                                                       : TIMETRANSLATION_LINEAR;
+}
+
+bool CParam::SetTimeTranslation(unsigned int flags) {
+  if (flags == TIMETRANSLATION_EASEINOUT) {
+    SetAttribute(kTimeTranslation, kEaseInOut);
+  } else {
+    DeleteAttribute(kTimeTranslation);
+  }
+  return true;
+}
+
+}  // namespace qdcore

@@ -29,6 +29,9 @@ TEST(Bezier, InverseByBranch) {
       {"start", 0.0, 0.0, 5, 5, 1, 0.0},
       {"end", 1.0, 0.0, 5, 5, 1, 1.0},
       {"three roots", 0.5, 0, 0, 1, 1, 0.49999999999999994},
+      // u = 1/2 + v with v^3 + 3/4 v + 1/4 = 0, solved by Cardano's formula
+      {"one root", 0.25, 0, 0.5, 0.5, 1,
+       0.5 + std::cbrt(std::sqrt(2.0) / 8 - 0.125) - std::cbrt(std::sqrt(2.0) / 8 + 0.125)},
       {"linear", 0.25, 0, 1.0 / 3, 2.0 / 3, 1, 0.25},
       {"quadratic", 0.25, 0, 0.1, 0.1 + 1.0 / 3, 1, (-0.3 + std::sqrt(0.09 + 0.7)) / 1.4},
   };

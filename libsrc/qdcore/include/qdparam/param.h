@@ -112,9 +112,84 @@ class QDPARAM_API CParam : public CXMLObject {
   unsigned int GetTimeTranslation() const;          // 0 or TIMETRANSLATION_EASEINOUT
   bool SetTimeTranslation(unsigned int flags);
 
+  // ---- keyframes, kept in the order the caller chooses (no sorting).
+  // With `setValue` a new keyframe takes the parameter's value at its time.
+  bool Add(const CKeyFrame& kf, const mtime& duration, bool setValue);
+  // The index the keyframe was asked for (an index past the end appends), or
+  // -1; the append path with `setValue` answers the new last index.
+  int Insert(const CKeyFrame& kf, unsigned int index, const mtime& duration, bool setValue);
+  // 0 without inserting when `before` is null or not in the list.
+  int Insert(const CKeyFrame& kf, CKeyFrame* before, const mtime& duration, bool setValue);
+  bool Remove(unsigned int index);
+  bool Remove(CKeyFrame* kf);
+  CKeyFrame* Get(unsigned int index);  // null past the end
+  const CKeyFrame* Get(unsigned int index) const;
+  int GetIndex(const CKeyFrame* kf) const;  // -1 when not in the list
+  unsigned int GetSize() const;
+  // The first keyframe for null, else the one after `kf`; null at the end or
+  // when `kf` is not in the list.
+  CKeyFrame* FindNextKeyFrame(CKeyFrame* kf);
+  const CKeyFrame* FindNextKeyFrame(const CKeyFrame* kf) const;
+  // The span the absolute keyframes need, cached until an absolute keyframe
+  // is inserted or the parameter is reset or loaded.
+  mtime GetMinDuration() const;
+
+  // ---- XML: stored form, updates and presets
+  bool Store(CXMLObject& xml) const;  // the element with its keyframes; always true
+  bool Update(const CXMLObject& xml, bool replace);
+  bool Update(const CParam& other, bool replace);
+  bool CreatePreset(CXMLObject& out) const;
+  // Only what differs from `reference`; `out` stays empty when nothing does.
+  bool CreatePreset(CXMLObject& out, const CParam& reference) const;
+
+  // ---- value at a time of an effect of `duration` (the host calls these
+  // per frame). Failures report and return the default.
+  double GetValueDouble(const mtime& time, const mtime& duration, double def) const;
+  long GetValueLong(const mtime& time, const mtime& duration, long def) const;
+  bool GetValueBool(const mtime& time, const mtime& duration, bool def) const;
+  CZPoolString GetValueString(const mtime& time, const mtime& duration,
+                              const CZPoolString& def) const;
+  // The parameter's own binary value, whatever the time.
+  CZMemory GetValueBinary(const mtime& time, const mtime& duration) const;
+  // The blended payload at `time`: its size when `buffer` is null.
+  unsigned int GetValueBinary(const mtime& time, const mtime& duration, unsigned char* buffer,
+                              unsigned int size) const;
+  double GetIntegralDouble(const mtime& time, const mtime& duration) const;
+  // Samples at start + i * step, each as the single-time getter with default 0.
+  bool GetValueArrayDouble(const mtime& duration, const mtime& start, const mtime& step,
+                           double* pValues, unsigned long uNValues) const;
+  bool GetValueArrayLong(const mtime& duration, const mtime& start, const mtime& step,
+                         long* pValues, unsigned long uNValues) const;
+
+ protected:
+  bool AddKey(CKeyFrame& kf, const mtime& duration, bool setValue);
+
  private:
+  // ---- binary blending between keyframes, by the kind the parameter names
+  unsigned int InterpolateBinary(mtime time, mtime duration, const CKeyFrame* prev, mtime prevTime,
+                                 const CKeyFrame* next, mtime nextTime, unsigned char* buffer,
+                                 unsigned int size) const;
+  unsigned int InterpolateBinary(mtime time, const CParam& source, mtime duration,
+                                 mtime minDuration, unsigned char* buffer, unsigned int size) const;
+  unsigned int InterpolateBinary_SplitGraph(mtime time, mtime duration, const CKeyFrame* prev,
+                                            mtime prevTime, const CKeyFrame* next, mtime nextTime,
+                                            unsigned char* buffer, unsigned int size) const;
+  unsigned int InterpolateBinary_GeometryMask(mtime time, mtime duration, const CKeyFrame* prev,
+                                              mtime prevTime, const CKeyFrame* next, mtime nextTime,
+                                              unsigned char* buffer, unsigned int size) const;
+  unsigned int InterpolateBinary_ToneCurve(mtime time, mtime duration, const CKeyFrame* prev,
+                                           mtime prevTime, const CKeyFrame* next, mtime nextTime,
+                                           unsigned char* buffer, unsigned int size) const;
+  unsigned int InterpolateBinary_ColorWheel(mtime time, mtime duration, const CKeyFrame* prev,
+                                            mtime prevTime, const CKeyFrame* next, mtime nextTime,
+                                            unsigned char* buffer, unsigned int size) const;
+  unsigned int InterpolateBinary_MaskMultiPolygon(mtime time, mtime duration,
+                                                  const CKeyFrame* prev, mtime prevTime,
+                                                  const CKeyFrame* next, mtime nextTime,
+                                                  unsigned char* buffer, unsigned int size) const;
+
   CKeyFrameList m_KeyFrameList;
-  CZMTime m_MinDuration;  // mtime::unassigned: recompute
+  mutable CZMTime m_MinDuration;  // mtime::unassigned: recompute (GetMinDuration fills it)
   mutable unsigned int m_Type;  // PARAM_UNDEFINED until GetType has read "type"
 };
 

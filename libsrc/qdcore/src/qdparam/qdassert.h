@@ -20,3 +20,25 @@
 // so that the reported text is always the code that was checked.
 #define QD_VERIFY(condition, signature) \
   ((condition) ? true : (QD_ASSUMPTION_FAILED(#condition, signature), false))
+
+// As QD_VERIFY, for a check whose reported text is written differently from
+// the code that performs it (the report names the caller's variables).
+#define QD_VERIFY_TEXT(condition, text, signature) \
+  ((condition) ? true : (QD_ASSUMPTION_FAILED(text, signature), false))
+
+namespace qdcore {
+
+// ReportFailure for messages that are kept as wide text.
+inline void ReportFailureWide(const wchar* message, const char* kind, const char* file, int line,
+                              const char* signature) {
+  if (DetailedMessageBox(message, kind, file, line, signature) && IsDebuggerPresent()) {
+    DebugBreak();
+  }
+}
+
+}  // namespace qdcore
+
+// QD_ILLEGAL_CODE_POINT with a wide message.
+#define QD_ILLEGAL_CODE_POINT_WIDE(message, signature)                                      \
+  ::qdcore::ReportFailureWide((message), ::qdcore::kIllegalCodePointReached, __FILE_NAME__, \
+                              __LINE__, (signature))

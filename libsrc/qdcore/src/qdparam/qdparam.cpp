@@ -105,17 +105,6 @@ bool SetLong(CParam& p, const CZPoolString& name, long v, const char* signature)
   return Requires(p, kNeedsLong, signature) && ParamHelper::SetValueLong(p, name, v);
 }
 
-// Adds a copy of every child `name` of `from` (of the first one only when
-// `firstOnly`); false when an addition fails.
-bool CopyChildren(const CXMLObject& from, CXMLObject& to, const CZPoolString& name, bool firstOnly) {
-  bool ok = true;
-  for (const CXMLObject* child = from.FindNextElement(name, nullptr); child;
-       child = firstOnly ? nullptr : from.FindNextElement(name, child)) {
-    ok = to.Add(*child) && ok;
-  }
-  return ok;
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -176,31 +165,6 @@ bool CParam::SetReference(const CParam& p) {
   m_Type = PARAM_UNDEFINED;
   m_KeyFrameList.Free();
   return true;
-}
-
-// Keyframes live only in the list while the parameter lives: the "Keyframe"
-// children become list entries and are not copied into the element. Of the
-// other children only the stored values are taken over.
-bool CParam::Load(const CXMLObject& xml) {
-  constexpr const char* kSignature =
-      "bool __cdecl qdcore::CParam::Load(const class qdcore::CXMLObject &)";
-  const CXMLObject source(xml);  // `xml` may be part of what Reset releases
-  Reset();
-  bool ok = true;
-  if (source.IsName(kParameter)) ok = MergeAttributes(source, true);
-  for (const CXMLObject* child = source.FindNextElement(kKeyframe, nullptr); child;
-       child = source.FindNextElement(kKeyframe, child)) {
-    const CKeyFrame keyFrame(*this, *child);
-    const bool added = keyFrame && QD_VERIFY(keyFrame.m_Type == GetType(), kSignature) &&
-                       m_KeyFrameList.Add(keyFrame);
-    ok = added && ok;
-  }
-  ok = CopyChildren(source, *this, kBinary, false) && ok;
-  ok = CopyChildren(source, *this, kPropertys, true) && ok;
-  ok = CopyChildren(source, *this, kValue, false) && ok;
-  if (ok) return true;
-  Reset();
-  return false;
 }
 
 // ---------------------------------------------------------------------------
@@ -405,7 +369,7 @@ bool CParam::SetValueProperty(const CXMLObject& prop) {
   if (const CXMLObject* old = std::as_const(*this).FindNextElement(kPropertys, nullptr)) {
     Delete(old);
   }
-  return Add(copy);
+  return CXMLObject::Add(copy);
 }
 
 // A binary getter of another type reports and still reads.

@@ -1,0 +1,449 @@
+// Evaluation of keyframed parameters.
+//
+//   1. Keyframe times      where a keyframe sits on the clip's time line
+//   2. The keyframe walk   DetermineKeyFrame, its running integral, and the
+//                          walk-and-interpolate value form
+//   3. Interpolation kinds one small function per kind, dispatched from a table
+//   4. InterpolateDouble   the blend between two keyframes
+//   5. Restrictions        the granularity grid and the limits
+#include "qdparam/processing.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <utility>
+
+#include "qdassert.h"
+#include "qdnumbers.h"
+#include "qdparam/keyframe.h"
+#include "qdparam/param.h"
+#include "qdparam/qdcalc.h"
+
+namespace qdcore {
+
+namespace {
+
+constexpr const char* kDetermineKeyFrameSignature =
+    "bool __cdecl DetermineKeyFrame(class qdcore::mtime,const class qdcore::CParam &,class "
+    "qdcore::mtime,class qdcore::mtime,const class qdcore::CKeyFrame *&,class qdcore::mtime &,const "
+    "class qdcore::CKeyFrame *&,class qdcore::mtime &,bool,double &)";
+constexpr const char* kInterpolateDoubleSignature =
+    "double __cdecl InterpolateDouble(class qdcore::mtime,class qdcore::mtime,const class "
+    "qdcore::CKeyFrame *,class qdcore::mtime,const class qdcore::CKeyFrame *,class "
+    "qdcore::mtime,double)";
+constexpr const char* kEnforceDoubleSignature =
+    "double __cdecl EnforceRestricitionsDouble(const class qdcore::CParam &,double)";
+constexpr const char* kEnforceLongSignature =
+    "long __cdecl EnforceRestricitionsLong(const class qdcore::CParam &,long)";
+
+// Keyframes closer than this (seconds) are one instant: blending across them
+// would divide by next to nothing.
+constexpr double kShortestSegment = 1e-7;
+// Spline values closer than this make a flat segment.
+constexpr double kFlatSpline = 1e-7;
+// `nextTime` once the walk has passed a keyframe and found none after it.
+constexpr double kNoNextTime = -1.0;
+// The most spline anchors a keyframe contributes; read onto the stack.
+constexpr unsigned int kMaxAnchors = 500;
+
+// ===========================================================================
+// 1. Keyframe times
+// ===========================================================================
+
+// Resolves `kf`'s time on a clip of `duration` into `k`. A keyframe without
+// a time leaves `k` as it was. False when the time could not be read.
+bool ResolveTime(const CKeyFrame& kf, mtime duration, mtime minDuration, mtime& k) {
+  switch (kf.GetType()) {
+    case KEYFRAME_RELATIVE: {
+      double position = 0.0;
+      const bool ok = kf.GetPosition(position);
+      k = position * duration;
+      if (k < 0.0) k = k + duration;  // negative positions count back from the end
+      return ok;
+    }
+    case KEYFRAME_ABSOLUTE: {
+      const bool ok = kf.GetTime(k);
+      // A clip shorter than the keyframes need divides by the bare minimum
+      // duration (no rescaling to the clip): stored effects are timed so.
+      if (duration < minDuration) k = k / static_cast<double>(minDuration);
+      if (k < 0.0) k = k + duration;
+      return ok;
+    }
+    case KEYFRAME_FIXED_ABSOLUTE:
+      return kf.GetTime(k);
+    default:
+      return true;
+  }
+}
+
+// ===========================================================================
+// 2. The keyframe walk
+// ===========================================================================
+
+// Visits the keyframes in list order until one lies after `time`. Each
+// keyframe is first `next` with its time in `nextTime` (when `visit` sees
+// it), then, if it lies at or before `time`, becomes `prev`. `next` is left
+// non-null only when the walk stopped at a keyframe after `time`.
+template <typename Visit>
+bool WalkKeyFrames(mtime time, const CParam& param, mtime duration, mtime minDuration,
+                   const CKeyFrame*& prev, mtime& prevTime, const CKeyFrame*& next,
+                   mtime& nextTime, Visit visit) {
+  QD_VERIFY(duration > 0.0, kDetermineKeyFrameSignature);  // reported, then used as it is
+  prev = nullptr;
+  next = nullptr;
+  bool ok = true;
+  for (const CKeyFrame* kf = param.FindNextKeyFrame(nullptr); kf; kf = param.FindNextKeyFrame(kf)) {
+    next = kf;
+    ok = ResolveTime(*kf, duration, minDuration, nextTime) && ok;
+    visit(*kf);
+    if (!(time >= nextTime)) return ok;
+    prev = kf;
+    prevTime = nextTime;
+    next = nullptr;
+    nextTime = kNoNextTime;
+    if (!ok) break;  // times after an unreadable one mean nothing
+  }
+  return ok;
+}
+
+// The integral over [t0, min(t, t1)] of the segment from (t0, y0) to (t1, y1).
+double SegmentIntegral(mtime t, unsigned int code, mtime t0, double y0, mtime t1, double y1) {
+  if (t > t1) t = t1;
+  switch (code) {
+    case INTERPOLATION_HOLD:
+    case INTERPOLATION_CUSTOM:
+    case INTERPOLATION_NONE:
+      return static_cast<double>(t - t0) * y0;
+    case INTERPOLATION_LINEAR: {
+      if (!(t1 - t0 >= kShortestSegment)) return 0.0;
+      const double x = static_cast<double>(t - t0);
+      const double span = static_cast<double>(t1 - t0);
+      return x * x * (y1 - y0) / (span + span) + x * y0;
+    }
+    default:
+      // Curved segments count exactly 1.0 each. Hosts' stored results were
+      // computed so; an exact area would change them.
+      return 1.0;
+  }
+}
+
+}  // namespace
+
+bool DetermineKeyFrame(mtime time, const CParam& param, mtime duration, mtime minDuration,
+                       const CKeyFrame*& prev, mtime& prevTime, const CKeyFrame*& next,
+                       mtime& nextTime, bool accumulate, double& integral) {
+  integral = 0.0;
+  const auto addSegment = [&](const CKeyFrame& kf) {
+    if (!accumulate) return;
+    const double value = kf.GetValueDouble();
+    if (!prev) {  // before the first keyframe its value holds from time 0
+      const mtime end = time > nextTime ? nextTime : time;
+      integral += static_cast<double>(end) * value;
+      return;
+    }
+    integral += SegmentIntegral(time, prev->GetInterpolation(), prevTime, prev->GetValueDouble(),
+                                nextTime, value);
+  };
+  const bool ok =
+      WalkKeyFrames(time, param, duration, minDuration, prev, prevTime, next, nextTime, addSegment);
+  // After the last keyframe its value holds.
+  if (accumulate && !next && prev) {
+    integral += static_cast<double>(time - prevTime) * prev->GetValueDouble();
+  }
+  return ok;
+}
+
+double InterpolateParamDouble(mtime time, const CParam& param, mtime duration, mtime minDuration,
+                              double def) {
+  if (param.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) {
+    time = TimeTranslationEaseInOut(static_cast<double>(time), 0.0, static_cast<double>(duration));
+  }
+  const CKeyFrame* prev = nullptr;
+  const CKeyFrame* next = nullptr;
+  mtime prevTime, nextTime;
+  WalkKeyFrames(time, param, duration, minDuration, prev, prevTime, next, nextTime,
+                [](const CKeyFrame&) {});
+  return InterpolateDouble(time, duration, prev, prevTime, next, nextTime, def);
+}
+
+namespace {
+
+// ===========================================================================
+// 3. Interpolation kinds
+// ===========================================================================
+
+// One segment of a keyframed value: the time asked for, the clip's duration,
+// and the two keyframes' times and values.
+struct Segment {
+  mtime time;
+  mtime duration;
+  mtime t0, t1;
+  double y0, y1;
+};
+
+// Computed in mtime arithmetic and converted once.
+double LinearValue(const Segment& s) {
+  const mtime weighted = s.y1 * (s.time - s.t0) + s.y0 * (s.t1 - s.time);
+  return static_cast<double>(weighted / static_cast<double>(s.t1 - s.t0));
+}
+
+struct BezierHandles {
+  double outTime = 0.0, outValue = 0.0;  // from the first keyframe
+  double inTime = 0.0, inValue = 0.0;    // from the second keyframe
+};
+
+// Handle times are fractions of the clip. Time and value follow the same
+// curve of u, so u is found from the time first.
+double BezierSegmentValue(const Segment& s, const BezierHandles& h) {
+  const double c1 = static_cast<double>(h.outTime * s.duration + static_cast<double>(s.t0));
+  const double c2 = static_cast<double>(h.inTime * s.duration + static_cast<double>(s.t1));
+  const double u = FindUForBezierValue(static_cast<double>(s.time), static_cast<double>(s.t0), c1,
+                                       c2, static_cast<double>(s.t1));
+  return BezierValue(u, s.y0, s.y0 + h.outValue, s.y1 + h.inValue, s.y1);
+}
+
+// The mean of a linear blend and a blend of log(1 + v). -1 has no logarithm;
+// values below it give NaN, which passes through.
+double LinLogValue(const Segment& s, double def) {
+  if (s.y0 == -1.0 || s.y1 == -1.0) return def;
+  const double l0 = std::log(s.y0 + 1.0);
+  const double l1 = std::log(s.y1 + 1.0);
+  const mtime f = (s.time - s.t0) / static_cast<double>(s.t1 - s.t0);
+  const double logPart = std::exp(static_cast<double>((l1 - l0) * f) + l0) - 1.0;
+  const double linPart = static_cast<double>((s.y1 - s.y0) * f) + s.y0;
+  return (linPart + logPart) * 0.5;
+}
+
+struct Ease {
+  unsigned int flag;
+  double (*translate)(double t, double a, double b);
+};
+
+// The first flag set wins.
+constexpr Ease kSplineEases[] = {
+    {TIMETRANSLATION_ANCHOREASEINOUT, &TimeTranslationEaseInOut},
+    {TIMETRANSLATION_EASEIN, &TimeTranslationEaseIn},
+    {TIMETRANSLATION_EASEOUT, &TimeTranslationEaseOut},
+};
+
+mtime EaseSplineTime(mtime time, mtime t0, mtime t1, unsigned int flags) {
+  for (const Ease& ease : kSplineEases) {
+    if (flags & ease.flag) return ease.translate(time, t0, t1);
+  }
+  return time;
+}
+
+// Without anchors a spline is a straight line over the time itself divided
+// by the segment length (not the time since the segment's start); stored
+// effects were rendered with this form, so it stays.
+double SplineWithoutAnchors(const Segment& s, unsigned int flags) {
+  const mtime time = EaseSplineTime(s.time, s.t0, s.t1, flags);
+  return static_cast<double>(time / static_cast<double>(s.t1 - s.t0)) * (s.y1 - s.y0) + s.y0;
+}
+
+// Catmull-Rom tangents (half the difference of the neighbours) written as
+// Bezier controls. The arithmetic runs on values shifted by their maximum,
+// which keeps a large common offset out of the rounding.
+struct CubicControls {
+  double start, c1, c2, end;
+};
+
+CubicControls CatmullRomControls(double before, double start, double end, double after) {
+  const double m = end > after ? end : after;
+  const double upper = start > m ? start : m;
+  const double shift = before > upper ? before : upper;
+  const double b = before - shift, s = start - shift, e = end - shift, a = after - shift;
+  const double c1 = s + (e - b) * 0.5 / 3.0;
+  const double c2 = e - (a - s) * 0.5 / 3.0;
+  return {s + shift, c1 + shift, c2 + shift, e + shift};
+}
+
+// A Catmull-Rom curve through the first keyframe, the anchors (at fractions
+// of the clip) and the second keyframe.
+double SplineValue(const Segment& s, unsigned int flags, const Anchor* anchors,
+                   unsigned int count) {
+  if (count == 0) return SplineWithoutAnchors(s, flags);
+  // Points 0 .. count + 1: the first keyframe, the anchors, the second keyframe.
+  const auto timeOf = [&](unsigned int j) -> mtime {
+    if (j == 0) return s.t0;
+    return j > count ? s.t1 : anchors[j - 1].position * s.duration;
+  };
+  const auto valueOf = [&](unsigned int j) {
+    if (j == 0) return s.y0;
+    return j > count ? s.y1 : anchors[j - 1].value;
+  };
+  unsigned int i = 0;  // the piece from point i to point i + 1 holds the time
+  while (i < count && !(s.time < anchors[i].position * s.duration)) ++i;
+
+  const mtime start = timeOf(i), end = timeOf(i + 1);
+  const double p1 = valueOf(i), p2 = valueOf(i + 1);
+  if (std::fabs(p2 - p1) < kFlatSpline) return p1;
+  // Past either end the missing neighbour mirrors the other point.
+  const double p0 = i > 0 ? valueOf(i - 1) : p1 + (p1 - p2);
+  const double p3 = i < count ? valueOf(i + 2) : p2 + (p2 - p1);
+  const CubicControls c = CatmullRomControls(p0, p1, p2, p3);
+
+  mtime time = s.time;
+  if (flags & TIMETRANSLATION_ANCHOREASEINOUT) time = TimeTranslationEaseInOut(time, start, end);
+  const double u = static_cast<double>((time - start) / static_cast<double>(end - start));
+  return BezierValue(u, c.start, c.c1, c.c2, c.end);
+}
+
+// ---- reading what a kind needs beyond the two values from the first keyframe
+
+double LinearKind(const Segment& s, const CKeyFrame&, double) { return LinearValue(s); }
+
+double BezierKind(const Segment& s, const CKeyFrame& prev, double) {
+  BezierHandles h;
+  prev.GetBezierAnchors(h.outTime, h.outValue, h.inTime, h.inValue);  // zeros without handles
+  return BezierSegmentValue(s, h);
+}
+
+double LinLogKind(const Segment& s, const CKeyFrame&, double def) { return LinLogValue(s, def); }
+
+double SplineKind(const Segment& s, const CKeyFrame& prev, double) {
+  Anchor anchors[kMaxAnchors];
+  unsigned int count = 0;
+  if (!prev.GetAnchors(anchors, kMaxAnchors, count)) {
+    // An incomplete or overlong list leaves records unwritten: read them as
+    // zeros, never as whatever the stack held.
+    std::fill(std::begin(anchors), std::end(anchors), Anchor{0.0, 0.0});
+    prev.GetAnchors(anchors, kMaxAnchors, count);
+  }
+  return SplineValue(s, prev.GetTimeTranslation(), anchors, std::min(count, kMaxAnchors));
+}
+
+struct Kind {
+  unsigned int code;
+  double (*value)(const Segment& s, const CKeyFrame& prev, double def);
+};
+
+// Hold and Custom never get here: they hold the first value.
+constexpr Kind kKinds[] = {
+    {INTERPOLATION_LINEAR, &LinearKind},
+    {INTERPOLATION_BEZIER, &BezierKind},
+    {INTERPOLATION_LINLOG, &LinLogKind},
+    {INTERPOLATION_SPLINE, &SplineKind},
+};
+
+const Kind* FindKind(unsigned int code) {
+  for (const Kind& kind : kKinds) {
+    if (kind.code == code) return &kind;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+// ===========================================================================
+// 4. InterpolateDouble
+// ===========================================================================
+
+double InterpolateDouble(mtime time, mtime duration, const CKeyFrame* prev, mtime prevTime,
+                         const CKeyFrame* next, mtime nextTime, double def) {
+  if (!prev && !next) return def;
+  if (prev && (prev->GetTimeTranslation() & TIMETRANSLATION_EASEINOUT)) {
+    time = TimeTranslationEaseInOut(time, prevTime, nextTime);
+  }
+  // The segment's first keyframe governs it; before the first keyframe the
+  // second one's value holds.
+  const unsigned int code = prev ? prev->GetInterpolation() : INTERPOLATION_HOLD;
+  if (nextTime - prevTime < kShortestSegment || code == INTERPOLATION_HOLD ||
+      code == INTERPOLATION_CUSTOM) {
+    return prev ? prev->GetValueDouble() : next->GetValueDouble();
+  }
+  const Kind* kind = FindKind(code);
+  if (!kind) {
+    QD_ILLEGAL_CODE_POINT("InterpolateDouble - unknown interpolation specified",
+                          kInterpolateDoubleSignature);
+    return def;
+  }
+  const double y0 = prev->GetValueDouble();  // prev is set: without it the code is Hold
+  if (!next) return y0;
+  const Segment segment{time, duration, prevTime, nextTime, y0, next->GetValueDouble()};
+  return kind->value(segment, *prev, def);
+}
+
+// ===========================================================================
+// 5. Restrictions
+// ===========================================================================
+
+namespace {
+
+// The nearest multiple of `grid`, halves away from zero, counted in 32-bit
+// steps (a count beyond them gives INT32_MIN steps, never undefined behaviour).
+double SnapToGrid(double x, double grid) {
+  return RoundHalfAwayFromZero(x / grid) * grid;
+}
+
+int SnapToGrid(int x, int grid) {
+  return TruncateToInt32(RoundHalfAwayFromZero(static_cast<double>(x) / grid) *
+                         static_cast<double>(grid));
+}
+
+// 32-bit wraparound, as the stored whole numbers have, without overflow.
+int WrappingAdd(int a, int b) {
+  return static_cast<int>(static_cast<std::int64_t>(a) + b);
+}
+
+// Raises the value to `lower` and lowers it to `upper` where present.
+// Inverted limits are reported and used swapped, so the result lies between
+// them whatever their order.
+template <typename T>
+T ClampToLimits(T value, bool hasMin, T lower, bool hasMax, T upper, const char* signature) {
+  if (hasMin) {
+    if (hasMax && lower > upper) {
+      QD_ASSUMPTION_FAILED("min <= max", signature);
+      std::swap(lower, upper);
+    }
+    if (lower > value) value = lower;
+  }
+  if (hasMax && upper < value) value = upper;
+  return value;
+}
+
+}  // namespace
+
+// The limits move inward onto the grid, so a snapped value never leaves them.
+double EnforceRestricitionsDouble(const CParam& param, double value) {
+  double grid = 0.0, lower = 0.0, upper = 0.0;
+  param.GetGranularityDouble(grid);
+  const bool hasMin = param.GetMinValueDouble(lower);
+  const bool hasMax = param.GetMaxValueDouble(upper);
+  if (grid > 0.0) {
+    if (hasMin) {
+      const double snapped = SnapToGrid(lower, grid);
+      lower = lower > snapped ? snapped + grid : snapped;
+    }
+    if (hasMax) {
+      const double snapped = SnapToGrid(upper, grid);
+      upper = snapped > upper ? snapped - grid : snapped;
+    }
+    value = SnapToGrid(value, grid);
+  }
+  return ClampToLimits(value, hasMin, lower, hasMax, upper, kEnforceDoubleSignature);
+}
+
+long EnforceRestricitionsLong(const CParam& param, long value) {
+  long grid = 0, min = 0, max = 0;
+  param.GetGranularityLong(grid);
+  const bool hasMin = param.GetMinValueLong(min);
+  const bool hasMax = param.GetMaxValueLong(max);
+  const int g = ToInt32(grid);
+  int lower = ToInt32(min), upper = ToInt32(max), v = ToInt32(value);
+  if (g > 0) {
+    if (hasMin) {
+      const int snapped = SnapToGrid(lower, g);
+      lower = snapped < lower ? WrappingAdd(snapped, g) : snapped;
+    }
+    if (hasMax) {
+      const int snapped = SnapToGrid(upper, g);
+      upper = snapped > upper ? WrappingAdd(snapped, -g) : snapped;
+    }
+    v = SnapToGrid(v, g);
+  }
+  return ClampToLimits(v, hasMin, lower, hasMax, upper, kEnforceLongSignature);
+}
+
+}  // namespace qdcore

@@ -1,0 +1,180 @@
+// Loading and storing a large parameter set: pugixml's own parse and write of
+// the same document as the yardstick, then text to set and set to text, and
+// how loading scales with the number of parameters.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <pugixml.hpp>
+#include <string>
+
+#include "qdcore/xml.h"
+#include "qdparam/paramset.h"
+
+using namespace qdcore;
+
+namespace {
+
+constexpr int kParameters = 6848;
+constexpr int kKeyframes = 16;
+
+// A set of `parameters` parameters with `keyframes` keyframes each, written
+// the way the library writes numbers. 6,848 x 16 is about 10 MB.
+std::string MakeDocument(int parameters, int keyframes) {
+  const char* interpolations[] = {"Linear", "Hold", "Bezier", "Spline"};
+  std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Property name=\"Bench\">\n";
+  char line[512];
+  for (int p = 0; p < parameters; ++p) {
+    const bool isLong = p % 4 == 3;
+    std::snprintf(line, sizeof line,
+                  "\t<Parameter id=\"%d\" name=\"param%d\" type=\"%s\" value=\"%.12f\" "
+                  "min=\"%.12f\" max=\"%.12f\" useKeyframe=\"%s\">\n",
+                  p, p, isLong ? "Long" : "Double", p * 0.37, -100.0 - p, 100.0 + p,
+                  keyframes ? "True" : "False");
+    out += line;
+    for (int k = 0; k < keyframes; ++k) {
+      std::snprintf(line, sizeof line,
+                    "\t\t<Keyframe position=\"%.12f\" value=\"%.12f\" interpolation=\"%s\"/>\n",
+                    k / double(keyframes - 1 > 0 ? keyframes - 1 : 1), (p + 1) * 0.001 * k - 3.5,
+                    interpolations[(p + k) % 4]);
+      out += line;
+    }
+    out += "\t</Parameter>\n";
+  }
+  out += "</Property>\n";
+  return out;
+}
+
+const std::string& Document() {
+  static const std::string text = MakeDocument(kParameters, kKeyframes);
+  return text;
+}
+
+CXMLObject Parse(const std::string& text) {
+  CXMLDoc doc;
+  if (doc.OpenDocMemory(std::string_view(text)) != 0) std::abort();
+  return doc.GetContentElement();
+}
+
+const CParamSet& LoadedSet() {
+  static const CParamSet set = [] {
+    CParamSet loaded;
+    if (!loaded.Load(Parse(Document())) || loaded.GetSize() != kParameters) std::abort();
+    return loaded;
+  }();
+  return set;
+}
+
+struct StringWriter : pugi::xml_writer {
+  std::string text;
+  void write(const void* data, size_t size) override {
+    text.append(static_cast<const char*>(data), size);
+  }
+};
+
+// ---- pugixml's own speed on the same document
+
+void BM_ParamSetPugixmlParse(benchmark::State& state) {
+  const std::string& text = Document();
+  for (auto _ : state) {
+    pugi::xml_document doc;
+    if (!doc.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8)) {
+      state.SkipWithError("pugixml failed");
+    }
+    benchmark::DoNotOptimize(doc.first_child());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_ParamSetPugixmlParse)->Unit(benchmark::kMillisecond);
+
+void BM_ParamSetPugixmlWrite(benchmark::State& state) {
+  pugi::xml_document doc;
+  doc.load_buffer(Document().data(), Document().size());
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    StringWriter writer;
+    doc.save(writer, "", pugi::format_raw, pugi::encoding_utf8);
+    bytes = writer.text.size();
+    benchmark::DoNotOptimize(writer.text.data());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+}
+BENCHMARK(BM_ParamSetPugixmlWrite)->Unit(benchmark::kMillisecond);
+
+// ---- text to set and set to text
+
+void BM_ParamSetLoadFromText(benchmark::State& state) {
+  const std::string& text = Document();
+  for (auto _ : state) {
+    CParamSet set;
+    if (!set.Load(Parse(text))) state.SkipWithError("load failed");
+    benchmark::DoNotOptimize(set.GetSize());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_ParamSetLoadFromText)->Unit(benchmark::kMillisecond);
+
+// The set's own share: the document is already an element tree.
+void BM_ParamSetLoadFromTree(benchmark::State& state) {
+  const CXMLObject tree = Parse(Document());
+  for (auto _ : state) {
+    CParamSet set;
+    if (!set.Load(tree)) state.SkipWithError("load failed");
+    benchmark::DoNotOptimize(set.GetSize());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * Document().size()));
+}
+BENCHMARK(BM_ParamSetLoadFromTree)->Unit(benchmark::kMillisecond);
+
+void BM_ParamSetStoreToText(benchmark::State& state) {
+  const CParamSet& set = LoadedSet();
+  std::size_t chars = 0;
+  for (auto _ : state) {
+    CXMLObject stored;
+    set.Store(stored);
+    CXMLMemOut out;
+    out.Open();
+    if (!out.Write(stored)) state.SkipWithError("write failed");
+    chars = out.View().size();
+    benchmark::DoNotOptimize(out.View().data());
+  }
+  // The text is ASCII: one UTF-8 byte per character.
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * chars));
+}
+BENCHMARK(BM_ParamSetStoreToText)->Unit(benchmark::kMillisecond);
+
+// The set's own share: the element tree, without writing text.
+void BM_ParamSetStoreToTree(benchmark::State& state) {
+  const CParamSet& set = LoadedSet();
+  for (auto _ : state) {
+    CXMLObject stored;
+    set.Store(stored);
+    benchmark::DoNotOptimize(stored);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * Document().size()));
+}
+BENCHMARK(BM_ParamSetStoreToTree)->Unit(benchmark::kMillisecond);
+
+// ---- scaling: parameters without keyframes, so that the list's growth and
+// moves show rather than the keyframes' cost. Time per parameter should stay
+// flat as the count grows.
+
+void BM_ParamSetLoadScaling(benchmark::State& state) {
+  const int parameters = static_cast<int>(state.range(0));
+  const CXMLObject tree = Parse(MakeDocument(parameters, 0));
+  for (auto _ : state) {
+    CParamSet set;
+    if (!set.Load(tree)) state.SkipWithError("load failed");
+    benchmark::DoNotOptimize(set.GetSize());
+  }
+  state.SetItemsProcessed(state.iterations() * parameters);
+}
+BENCHMARK(BM_ParamSetLoadScaling)
+    ->Arg(12500)
+    ->Arg(25000)
+    ->Arg(50000)
+    ->Arg(100000)
+    ->Arg(200000)
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace

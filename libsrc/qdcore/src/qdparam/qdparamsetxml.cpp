@@ -66,6 +66,11 @@ bool CParamSet::Load(const CXMLObject& xml) {
   Reset();
   if (!source.IsName(kProperty)) return false;
   bool ok = MergeAttributes(source, true);
+  // Room for every parameter at once: growing step by step would move the
+  // whole list again and again on documents with many thousands of them.
+  if (const unsigned int count = source.GetNElements(kParameter); count > 0) {
+    m_Params.CZMemory::Realloc(std::uint64_t{count} * sizeof(CParam));
+  }
   const CParam blank;
   ForEachChild(source, kParameter, [&](const CXMLObject& child) {
     ok = AddLoaded(m_Params, blank, child) && ok;

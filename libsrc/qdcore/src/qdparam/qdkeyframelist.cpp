@@ -220,7 +220,7 @@ void CKeyFrameList::RelocateMemory(void* from, std::uint64_t fromSize, void* to,
   for (std::uint64_t i = 0; i < count; ++i) {
     const std::uintptr_t slot = Address(source + i);
     const bool overlapsTarget = slot + kSlot > targetBegin && slot < targetEnd;
-    if (!overlapsTarget) std::memcpy(static_cast<void*>(source + i), &vacant, kSlot);
+    if (!overlapsTarget) std::memcpy(static_cast<void*>(source + i), static_cast<const void*>(&vacant), kSlot);
   }
 }
 

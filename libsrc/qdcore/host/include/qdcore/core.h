@@ -245,11 +245,11 @@ class QDHOST_API CGUID {
 // Locks
 // ---------------------------------------------------------------------------
 
-// A recursive lock. The number is the platform's spin count; it is kept only
-// for the signature.
+// A recursive lock. The number is a spin count on platforms that spin
+// before sleeping; this one does not, and accepts it for the signature.
 class QDHOST_API COSCriticalSection {
  public:
-  explicit COSCriticalSection(std::uint32_t spinCount = 0) noexcept : m_spinCount(spinCount) {}
+  explicit COSCriticalSection(std::uint32_t /*spinCount*/ = 0) noexcept {}
   COSCriticalSection(const COSCriticalSection&) = delete;
   COSCriticalSection& operator=(const COSCriticalSection&) = delete;
 
@@ -259,7 +259,6 @@ class QDHOST_API COSCriticalSection {
 
  private:
   std::recursive_mutex m_mutex;
-  std::uint32_t m_spinCount;
 };
 
 // Holds a lock for its lifetime.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian machine (as root), builds, and runs one job:
-#   scripts/setup.sh example   build (Release) and run qdparam on the bundled example
+#   scripts/setup.sh example   build (Release), print the bundled example's values and chart them
 #   scripts/setup.sh test      build (Release) and run the whole test suite
 #   scripts/setup.sh sanitize  build with address and undefined sanitizers and run the suite
 #   scripts/setup.sh sanitize-thread  build with the thread sanitizer and run the suite
@@ -10,7 +10,7 @@ set -euo pipefail
 
 job=${1:-example}
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-packages=(g++ cmake ninja-build pkgconf libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev)
+packages=(g++ cmake ninja-build pkgconf libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev)
 
 missing=()
 for package in "${packages[@]}"; do
@@ -34,7 +34,9 @@ build() {  # build DIR [cmake options...]
 case "$job" in
   example)
     build "$root/build" -DCMAKE_BUILD_TYPE=Release
-    "$root/build/tools/qdparam"
+    "$root/build/tools/qdparam" eval
+    "$root/build/tools/qdparam" plot --out "$root/build/example.svg" --force
+    echo "The chart is $root/build/example.svg: open it in a web browser."
     ;;
   test)
     build "$root/build" -DCMAKE_BUILD_TYPE=Release

@@ -1,0 +1,587 @@
+// The qdparam program, run as a subprocess on the bundled examples and on
+// small files written by the tests: output shapes, exit statuses, messages,
+// the files it writes and the charts it draws.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "qdcore/xml.h"
+#include "support/capture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kTool = QD_TEST_TOOL;
+const std::string kExamples = QD_EXAMPLES_DIR;
+const std::string kPip = kExamples + "/pip.xml";
+const std::string kGrade = kExamples + "/colorgrade.xml";
+
+struct Result {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::stringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+void WriteFile(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+// Runs the program in `folder` with its output in files there: no pipes to
+// fill up, and the exit status straight from waitpid.
+Result Run(const std::string& folder, const std::vector<std::string>& args) {
+  const std::string outPath = folder + "/.stdout";
+  const std::string errPath = folder + "/.stderr";
+  std::vector<char*> argv{const_cast<char*>(kTool.c_str())};
+  for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+  argv.push_back(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (out < 0 || err < 0 || chdir(folder.c_str()) != 0) _exit(126);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    execv(kTool.c_str(), argv.data());
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(outPath), ReadFile(errPath)};
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+std::size_t Count(const std::string& text, const std::string& needle) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(needle); at != std::string::npos;
+       at = text.find(needle, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+std::vector<std::string> Cells(const std::string& line) {
+  std::vector<std::string> cells;
+  std::istringstream stream(line);
+  for (std::string cell; stream >> cell;) cells.push_back(cell);
+  return cells;
+}
+
+class Tool : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (kTool.empty()) GTEST_SKIP() << "built without the command-line program";
+  }
+  Result Run(std::initializer_list<std::string> args) { return ::Run(m_folder.path(), args); }
+  std::string Path(const std::string& name) const { return m_folder.path() + "/" + name; }
+  // A parameter set file in the test's folder.
+  std::string SetFile(const std::string& name, const std::string& parameters) {
+    WriteFile(Path(name), "<Property name=\"test\">" + parameters + "</Property>");
+    return Path(name);
+  }
+
+ private:
+  qdtest::TempDir m_folder;
+};
+
+// ---------------------------------------------------------------------------
+// eval
+// ---------------------------------------------------------------------------
+
+TEST_F(Tool, EvalPrintsATableOfEveryParameterOverTheDefaultClip) {
+  const Result result = Run({"eval"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  const auto lines = Lines(result.out);
+  ASSERT_EQ(lines.size(), 2u + 11u);  // header, rule, 0 s to 10 s in ten steps
+  EXPECT_EQ(Cells(lines[0]), (std::vector<std::string>{
+                                 "time", "(s)", "position_x", "position_y", "size", "rotation",
+                                 "opacity", "border_width", "shadow", "corner_radius", "caption"}));
+  EXPECT_EQ(lines[1].find_first_not_of("- "), std::string::npos);
+  // Every row as wide as the rule, so that the columns line up.
+  for (std::size_t i = 2; i < lines.size() - 1; ++i) EXPECT_LE(lines[i].size(), lines[1].size());
+  EXPECT_EQ(Cells(lines[2])[0], "0");
+  EXPECT_EQ(Cells(lines[12])[0], "10");
+  EXPECT_NE(lines[2].find("Live from the studio"), std::string::npos);
+  EXPECT_NE(lines[12].find("Thanks for watching"), std::string::npos);
+}
+
+TEST_F(Tool, EvalSamplesTheRequestedTimes) {
+  struct Case {
+    std::initializer_list<std::string> args;
+    std::vector<std::string> times;
+  } cases[] = {
+      {{"--fps", "4", "--to", "1"}, {"0.00", "0.25", "0.50", "0.75", "1.00"}},
+      {{"--step", "2.5"}, {"0.0", "2.5", "5.0", "7.5", "10.0"}},
+      {{"--from", "3", "--to", "3"}, {"3"}},
+      {{"--duration", "2", "--step", "1"}, {"0", "1", "2"}},
+      {{"--start", "100", "--step", "5"}, {"100", "105", "110"}},
+      {{"--step", "0.1", "--from", "0.2", "--to", "0.5"}, {"0.2", "0.3", "0.4", "0.5"}},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args{"eval", "-p", "opacity"};
+    args.insert(args.end(), c.args);
+    const Result result = ::Run(Path(""), args);
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto lines = Lines(result.out);
+    std::vector<std::string> times;
+    for (std::size_t i = 2; i < lines.size(); ++i) times.push_back(Cells(lines[i])[0]);
+    EXPECT_EQ(times, c.times) << ::testing::PrintToString(args);
+  }
+}
+
+TEST_F(Tool, EvalAsksTheSetOnItsOwnTimeLine) {
+  // The fade-in starts with the clip, wherever the clip starts.
+  for (const std::string start : {"0", "30"}) {
+    const double at = std::stod(start);
+    const Result result = Run({"eval", "-p", "opacity", "--start", start, "--from",
+                               std::to_string(at), "--to", std::to_string(at + 1), "--step", "1"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto lines = Lines(result.out);
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(Cells(lines[2])[1], "0") << start;
+    EXPECT_EQ(Cells(lines[3])[1], "100") << start;
+  }
+}
+
+TEST_F(Tool, EvalChoosesParametersByNameAndIdInTheSetsOrder) {
+  const Result result = Run({"eval", "--id", "6", "-p", "opacity", "--id", "5", "--to", "0"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(Cells(Lines(result.out)[0]),
+            (std::vector<std::string>{"time", "(s)", "opacity", "border_width"}));
+}
+
+TEST_F(Tool, AFileNamedAfterAChoiceIsStillTheFile) {
+  const Result result = Run({"eval", "-p", "strength", kGrade, "--to", "0"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(Cells(Lines(result.out)[0]), (std::vector<std::string>{"time", "(s)", "strength"}));
+}
+
+TEST_F(Tool, EvalPrintsEachTypeAsSuch) {
+  const Result grade = Run({"eval", kGrade, "--format", "csv", "--to", "0"});
+  ASSERT_EQ(grade.status, 0) << grade.err;
+  EXPECT_EQ(Lines(grade.out),
+            (std::vector<std::string>{
+                "time,strength,wheels,curves,saturation,temperature,protect_skin,look",
+                "0,0,80 bytes: 0000000000000000\u2026,16 bytes: 0400000000000000\u2026,100,6500,"
+                "true,Teal & orange"}));
+  // A blended colour wheel: the teal of the shadows (190 degrees) is there.
+  const Result wheels = Run({"eval", kGrade, "-p", "wheels", "--from", "3", "--to", "3"});
+  EXPECT_NE(wheels.out.find("80 bytes: 01000000be000000"), std::string::npos) << wheels.out;
+}
+
+TEST_F(Tool, EvalWritesCsvAndJsonForMachines) {
+  const std::string file = SetFile(
+      "odd.xml", R"(<Parameter id="1" name="a,b" type="String" value="say &quot;hi&quot;"/>)"
+                 R"(<Parameter id="2" name="x" value="0.1"/>)");
+  const Result csv = Run({"eval", file, "--format", "csv", "--to", "0"});
+  ASSERT_EQ(csv.status, 0) << csv.err;
+  EXPECT_EQ(Lines(csv.out),
+            (std::vector<std::string>{"time,\"a,b\",x", "0,\"say \"\"hi\"\"\",0.1"}));
+
+  const Result json = Run({"eval", file, "--format", "json", "--step", "5"});
+  ASSERT_EQ(json.status, 0) << json.err;
+  EXPECT_NE(json.out.find(R"({"id": 1, "name": "a,b", "type": "String"})"), std::string::npos);
+  EXPECT_NE(json.out.find(R"({"time": 5, "values": ["say \"hi\"", 0.1]})"), std::string::npos)
+      << json.out;
+  EXPECT_EQ(Count(json.out, "\"time\""), 3u);
+  EXPECT_EQ(json.out.front(), '{');
+  EXPECT_EQ(json.out.substr(json.out.size() - 2), "}\n");
+
+  const Result binary = Run({"eval", kGrade, "-p", "curves", "--format", "json", "--to", "0"});
+  EXPECT_NE(binary.out.find(R"({"bytes": 16, "head": "0400000000000000"})"), std::string::npos)
+      << binary.out;
+}
+
+TEST_F(Tool, EvalGathersTheLibrarysReportsIntoOneWarning) {
+  // No static value and no keyframes: every evaluation is reported.
+  const std::string file = SetFile("novalue.xml", R"(<Parameter id="1" name="gain"/>)");
+  const Result result = Run({"eval", file});
+  ASSERT_EQ(result.status, 0);
+  EXPECT_EQ(Lines(result.out).size(), 13u);
+  const auto warnings = Lines(result.err);
+  ASSERT_EQ(warnings.size(), 1u) << result.err;
+  EXPECT_NE(warnings[0].find("qdparam: warning: the library reported"), std::string::npos);
+  EXPECT_NE(warnings[0].find("no value specified"), std::string::npos);
+  EXPECT_NE(warnings[0].find("11 times"), std::string::npos);
+}
+
+// ---------------------------------------------------------------------------
+// Errors: one line on stderr, nothing on stdout, a non-zero status
+// ---------------------------------------------------------------------------
+
+TEST_F(Tool, ErrorsAreOneClearLine) {
+  WriteFile(Path("broken.xml"), "<Property><Parameter id=\"1\"");
+  WriteFile(Path("other.xml"), "<Effect/>");
+  WriteFile(Path("latin1.xml"), "<Property name=\"caf\xe9\"/>");
+  SetFile("noid.xml", R"(<Parameter name="gain" value="1"/>)");
+  SetFile("negative.xml", R"(<Parameter id="1" name="a" value="1"/><Parameter id="-4" name="b"/>)");
+  fs::create_directory(Path("folder"));
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    std::string message;
+  } cases[] = {
+      {{"eval", "missing.xml"}, 1, "missing.xml: no such file"},
+      {{"eval", "folder"}, 1, "folder is a folder, not a file"},
+      {{"show", "broken.xml"}, 1, "broken.xml is not well-formed XML"},
+      {{"eval", "latin1.xml"}, 1, "latin1.xml is not UTF-8 text"},
+      {{"dump", "other.xml"}, 1, "its root is <Effect>, not <Property>"},
+      {{"eval", "noid.xml"}, 1, "parameter 1 (\"gain\") has no id"},
+      {{"eval", "negative.xml"}, 1, "parameter 2 (\"b\") has a negative id"},
+      {{"eval", "-p", "glow"},
+       1,
+       "no parameter named \"glow\"; the names are: position_x, position_y, size, rotation, "
+       "opacity, border_width, shadow, corner_radius, caption"},
+      {{"show", "--id", "42"},
+       1,
+       "no parameter with id 42; the ids are: 1, 2, 3, 4, 5, 6, 7, 8, 9"},
+      {{"eval", "--duration", "abc"}, 2, "--duration"},
+      {{"eval", "--duration", "0"}, 1, "--duration must be a positive number of seconds, not 0"},
+      {{"plot", "--duration", "-3"}, 1, "--duration must be a positive number of seconds, not -3"},
+      {{"eval", "--start", "inf"}, 1, "--start must be a finite number"},
+      {{"eval", "--fps", "0"}, 1, "--fps must be a positive number"},
+      {{"eval", "--fps", "25", "--step", "1"}, 2, "--fps excludes --step"},
+      {{"eval", "--step", "1e-9"}, 1, "use a larger --step or a lower --fps"},
+      {{"eval", "--from", "5", "--to", "2"}, 1, "--from (5 s) is after --to (2 s)"},
+      {{"plot", "--from", "4", "--to", "4"}, 1, "--from must be before --to"},
+      {{"eval", "--format", "xml"}, 2, "--format"},
+      {{"eval", "a.xml", "b.xml"}, 2, "b.xml"},
+      {{"frobnicate"}, 2, "unknown command \"frobnicate\"; the commands are eval, plot, show"},
+      {{}, 2, "a command is required"},
+      {{"plot", "-p", "caption"}, 1, "nothing to draw: no numeric parameter chosen"},
+      {{"validate", "--out", "folder"}, 1, "folder is a folder, not a file"},
+  };
+  for (const Case& c : cases) {
+    const Result result = ::Run(Path(""), c.args);
+    const std::string what = ::testing::PrintToString(c.args);
+    EXPECT_EQ(result.status, c.status) << what;
+    EXPECT_EQ(result.out, "") << what;
+    EXPECT_EQ(Count(result.err, "\n"), 1u) << what << ": " << result.err;
+    EXPECT_EQ(result.err.rfind("qdparam: ", 0), 0u) << what << ": " << result.err;
+    EXPECT_NE(result.err.find(c.message), std::string::npos) << what << ": " << result.err;
+  }
+}
+
+TEST_F(Tool, EveryCommandExplainsItself) {
+  for (const std::string command : {"eval", "plot", "show", "dump", "validate"}) {
+    const Result result = Run({command, "--help"});
+    EXPECT_EQ(result.status, 0) << command;
+    EXPECT_NE(result.out.find("Usage: qdparam " + command), std::string::npos) << result.out;
+    EXPECT_NE(result.out.find("FILE"), std::string::npos) << command;
+  }
+  const Result top = Run({"--help"});
+  EXPECT_EQ(top.status, 0);
+  for (const std::string command : {"eval", "plot", "show", "dump", "validate"}) {
+    EXPECT_NE(top.out.find(command), std::string::npos) << command;
+  }
+  const Result version = Run({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out.rfind("qdparam ", 0), 0u) << version.out;
+}
+
+// ---------------------------------------------------------------------------
+// plot
+// ---------------------------------------------------------------------------
+
+// The chart must be XML that reads back, with one panel per numeric
+// parameter and one mark per keyframe inside the window.
+std::string CheckedChart(const std::string& path) {
+  qdcore::CXMLDoc doc;
+  std::u16string widePath;
+  EXPECT_TRUE(qdcore::FromUtf8(path, widePath));
+  EXPECT_EQ(doc.OpenDocFile(widePath.c_str()), 0) << path;
+  const std::string svg = ReadFile(path);
+  EXPECT_EQ(svg.find("nan"), std::string::npos);
+  EXPECT_EQ(svg.find("inf"), std::string::npos);
+  return svg;
+}
+
+TEST_F(Tool, PlotDrawsAPanelPerNumericParameterWithItsKeyframes) {
+  struct Case {
+    std::vector<std::string> args;
+    std::size_t panels;
+    std::size_t keyframes;
+  } cases[] = {
+      // Eight numeric parameters; 23 keyframes, the caption's are not drawn.
+      {{}, 8, 23},
+      // From 2 s to 6 s: position 4 s twice, size 2 s and 6 s, rotation 5 s,
+      // border 3 s, shadow 2 s.
+      {{"--from", "2", "--to", "6"}, 8, 7},
+      {{"-p", "shadow", "-p", "caption"}, 1, 3},
+      // On a 20 s clip the relative keyframes move, the fixed ones stay.
+      {{"-p", "border_width", "--duration", "20", "--to", "10"}, 1, 3},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args{"plot", "--out", "chart.svg", "--force"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    const Result result = ::Run(Path(""), args);
+    const std::string what = ::testing::PrintToString(args);
+    ASSERT_EQ(result.status, 0) << what << result.err;
+    EXPECT_NE(result.out.find("wrote chart.svg"), std::string::npos) << result.out;
+    const std::string svg = CheckedChart(Path("chart.svg"));
+    EXPECT_EQ(Count(svg, "class=\"panel\""), c.panels) << what;
+    EXPECT_EQ(Count(svg, "class=\"keyframe\""), c.keyframes) << what;
+  }
+}
+
+TEST_F(Tool, PlotShowsSegmentsLimitsAndWhatItLeftOut) {
+  const Result result = Run({"plot", "--out", "pip.svg"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const std::string svg = CheckedChart(Path("pip.svg"));
+  for (const std::string name :
+       {"position_x", "size", "rotation", "opacity", "border_width", "shadow", "corner_radius"}) {
+    EXPECT_NE(svg.find("data-name=\"" + name + "\""), std::string::npos) << name;
+  }
+  EXPECT_EQ(svg.find("data-name=\"caption\""), std::string::npos);
+  EXPECT_NE(svg.find("caption (String)"), std::string::npos);
+  // The interpolation of each segment is named above it.
+  for (const std::string label : {">Bezier<", ">LinLog<", ">Spline, 2 anchors<", ">Linear<",
+                                  ">steps<", ">held<", ">static value<"}) {
+    EXPECT_NE(svg.find(label), std::string::npos) << label;
+  }
+  // Every parameter with limits but the bool shows them.
+  EXPECT_EQ(Count(svg, "class=\"limits\""), 7u);
+  EXPECT_NE(svg.find(">max 20 px<"), std::string::npos);
+  EXPECT_NE(svg.find(">min 10%<"), std::string::npos);
+}
+
+TEST_F(Tool, PlotKeepsFarLimitsFromFlatteningTheCurve) {
+  struct Case {
+    std::string limits;
+    std::vector<std::string> labels;
+    std::size_t lines;  // limits drawn inside the plot
+  } cases[] = {
+      // Near limits widen the axis and are drawn as lines ...
+      {R"(min="-2" max="12")", {">max 12<", ">min -2<"}, 2},
+      // ... far ones stay off the axis, marked by arrows.
+      {R"(min="-1000" max="1000")", {">max 1000 \u2191<", ">min -1000 \u2193<"}, 0},
+      {R"(min="0" max="1000")", {">max 1000 \u2191<", ">min 0<"}, 1},
+  };
+  for (const Case& c : cases) {
+    SetFile("ramp.xml", R"(<Parameter id="1" name="ramp" value="0" useKeyframe="True" )" +
+                            c.limits +
+                            R"(><Keyframe position="0" value="0" interpolation="Linear"/>)"
+                            R"(<Keyframe position="1" value="10"/></Parameter>)");
+    const Result result = Run({"plot", "ramp.xml", "--force"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const std::string svg = CheckedChart(Path("ramp.svg"));
+    for (const std::string& label : c.labels) {
+      EXPECT_NE(svg.find(label), std::string::npos) << c.limits << ": " << label;
+    }
+    EXPECT_EQ(Count(svg, "class=\"limit\" "), c.lines) << c.limits;
+  }
+}
+
+TEST_F(Tool, PlotWithoutOutNamesTheChartAfterTheInput) {
+  const Result result = Run({"plot", kGrade});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "wrote colorgrade.svg: 4 panels\n");
+  EXPECT_EQ(Count(CheckedChart(Path("colorgrade.svg")), "class=\"panel\""), 4u);
+}
+
+TEST_F(Tool, OutputFilesAreReplacedOnlyWithForce) {
+  for (const std::string command : {"plot", "validate"}) {
+    WriteFile(Path("kept"), "precious");
+    const Result refused = Run({command, "--out", "kept"});
+    EXPECT_EQ(refused.status, 1) << command;
+    EXPECT_NE(refused.err.find("kept exists; pass --force to replace it"), std::string::npos);
+    EXPECT_EQ(ReadFile(Path("kept")), "precious") << command;
+
+    const Result forced = Run({command, "--out", "kept", "--force"});
+    EXPECT_EQ(forced.status, 0) << command << forced.err;
+    EXPECT_NE(ReadFile(Path("kept")), "precious") << command;
+  }
+  // Nothing but the outputs is left behind.
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(Path(""))) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{".stderr", ".stdout", "kept"}));
+}
+
+TEST_F(Tool, AFailedWriteSaysWhy) {
+  const Result result = Run({"plot", "--out", "no/such/folder/chart.svg"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err,
+            "qdparam: cannot write no/such/folder/chart.svg: No such file or directory\n");
+}
+
+// ---------------------------------------------------------------------------
+// show and dump
+// ---------------------------------------------------------------------------
+
+TEST_F(Tool, ShowSummarisesEachParameter) {
+  const Result result = Run({"show"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const std::string& out = result.out;
+  EXPECT_EQ(out.rfind("pip.xml \"Picture in picture\": 9 parameters", 0), 0u) << out;
+  EXPECT_EQ(Count(out, "\n  keyframes  "), 9u);
+  EXPECT_NE(out.find("border_width  (id 6, Long, in px)\n"
+                     "  limits     min 0, max 20, granularity 2\n"
+                     "  value      4\n"
+                     "  status     active\n"
+                     "  keyframes  4 keyframes, allowed Hold, Linear\n"),
+            std::string::npos)
+      << out;
+  EXPECT_NE(out.find("corner_radius  (id 8, Double, in px)"), std::string::npos);
+  EXPECT_NE(out.find("keyframes  not keyframed"), std::string::npos);
+  // Keyframe rows: resolved time, the time as written, value, interpolation,
+  // easing, anchors.
+  const auto lines = Lines(out);
+  const std::vector<std::vector<std::string>> rows{
+      {"9.00", "-1s", "100", "Linear", "EaseInOut"},
+      {"8.50", "-1.5s", "false", "Hold"},
+      {"7.50", "0.75", "\"Thanks", "for", "watching\"", "Hold"},
+      {"0.00", "0", "0", "Spline", "2"}};
+  for (const auto& row : rows) {
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+      return Cells(line) == row;
+    })) << ::testing::PrintToString(row);
+  }
+}
+
+TEST_F(Tool, ShowPlacesKeyframesOnTheGivenClip) {
+  struct Case {
+    std::string duration;
+    std::string rows;  // the times of opacity's keyframes
+  } cases[] = {{"10", "0.00 1.00 9.00 10.00"}, {"20", "0.00 1.00 19.00 20.00"}};
+  for (const Case& c : cases) {
+    const Result result = Run({"show", "-p", "opacity", "--duration", c.duration});
+    ASSERT_EQ(result.status, 0) << result.err;
+    std::string times;
+    const auto lines = Lines(result.out);
+    for (std::size_t i = lines.size() - 4; i < lines.size(); ++i) {
+      if (!times.empty()) times += ' ';
+      times += Cells(lines[i])[0];
+    }
+    EXPECT_EQ(times, c.rows) << c.duration;
+  }
+}
+
+TEST_F(Tool, ShowPlacesEveryKindOfKeyframeTimeWhereEvaluationDoes) {
+  struct Case {
+    std::string position;
+    std::string time;  // on a 10 s clip
+  } cases[] = {{"0.25", "2.50"}, {"50%", "5.00"}, {"-0.25", "7.50"}, {"2.5s", "2.50"},
+               {"-2s", "8.00"},  {"3fs", "3.00"}, {"-3fs", "-3.00"}, {"abc", "0.00"}};
+  std::string keyframes;
+  for (const Case& c : cases) {
+    keyframes += "<Keyframe position=\"" + c.position + "\" value=\"1\"/>";
+  }
+  const std::string file =
+      SetFile("times.xml", R"(<Parameter id="1" name="k" value="0" useKeyframe="True">)" +
+                               keyframes + "</Parameter>");
+  const Result result = Run({"show", file});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto lines = Lines(result.out);
+  ASSERT_GE(lines.size(), std::size(cases));
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const auto cells = Cells(lines[lines.size() - std::size(cases) + i]);
+    ASSERT_GE(cells.size(), 2u);
+    EXPECT_EQ(cells[1], cases[i].position);
+    EXPECT_EQ(cells[0], cases[i].time) << cases[i].position;
+  }
+}
+
+TEST_F(Tool, ShowDescribesBinaryParameters) {
+  const Result result = Run({"show", kGrade, "-p", "wheels", "-p", "curves"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("wheels  (id 2, Binary, ColorWheel)"), std::string::npos);
+  EXPECT_NE(result.out.find("curves  (id 3, Binary, ToneCurve)"), std::string::npos);
+  EXPECT_NE(result.out.find("80 bytes: 01000000be000000"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("112 bytes: 0800000000000000"), std::string::npos) << result.out;
+}
+
+TEST_F(Tool, DumpPrintsTheSetsDiagnosticDump) {
+  const Result result = Run({"dump"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out.rfind("Display ParamSet ***", 0), 0u) << result.out;
+  EXPECT_NE(result.out.find("<Property name=\"Picture in picture\" version=\"1\"/>"),
+            std::string::npos);
+  EXPECT_EQ(Count(result.out, "\n  Param: <Parameter "), 9u);
+  EXPECT_EQ(Count(result.out, "\n    KeyFrame: <Keyframe "), 26u);
+  EXPECT_EQ(result.out.substr(result.out.size() - 5), "****\n");
+}
+
+// ---------------------------------------------------------------------------
+// validate
+// ---------------------------------------------------------------------------
+
+TEST_F(Tool, ValidatePrintsWhatTheRulesChange) {
+  struct Case {
+    std::string file;
+    std::vector<std::string> lines;
+  } cases[] = {
+      {kPip,
+       {"pip.xml: 2 rules", "  border_width (id 6): max 20 -> 8",
+        "  corner_radius (id 8): max 50 -> 10", "  corner_radius (id 8): value 12 -> 10"}},
+      {kGrade, {"colorgrade.xml: 1 rule", "  saturation (id 4): max 200 -> 150"}},
+  };
+  for (const Case& c : cases) {
+    const Result result = Run({"validate", c.file});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(Lines(result.out), c.lines);
+  }
+}
+
+TEST_F(Tool, ValidateWritesASetThatNeedsNoMoreChanges) {
+  const Result first = Run({"validate", "--out", "valid.xml"});
+  ASSERT_EQ(first.status, 0) << first.err;
+  EXPECT_NE(first.out.find("wrote valid.xml"), std::string::npos);
+  // The rules travel with the set, and the set already obeys them.
+  const Result again = Run({"validate", "valid.xml"});
+  ASSERT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(Lines(again.out),
+            (std::vector<std::string>{"valid.xml: 2 rules", "  nothing changed"}));
+  // The new limit holds in evaluation: the border never exceeds 8 px.
+  const Result border = Run({"eval", "valid.xml", "-p", "border_width", "--format", "csv"});
+  for (const std::string& line : Lines(border.out)) {
+    if (line.rfind("time", 0) == 0) continue;
+    EXPECT_LE(std::stoi(line.substr(line.find(',') + 1)), 8) << line;
+  }
+}
+
+TEST_F(Tool, ValidateFailsWithoutRulesOrWithABrokenOne) {
+  const std::string plain = SetFile("plain.xml", R"(<Parameter id="1" name="a" value="1"/>)");
+  const std::string broken = SetFile(
+      "broken.xml", R"(<Parameter id="1" name="a" type="Long" value="3"/>)"
+                    R"(<Validation><Condition id="1" relation="Greater" value="0">)"
+                    R"(<Action id="1" max="2"/><Action id="9" max="1"/></Condition></Validation>)");
+  const Result none = Run({"validate", plain});
+  EXPECT_EQ(none.status, 1);
+  EXPECT_NE(none.err.find("carries no Validation rules"), std::string::npos) << none.err;
+
+  const Result failed = Run({"validate", broken, "--out", "never.xml"});
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_NE(failed.out.find("a (id 1): max (none) -> 2"), std::string::npos) << failed.out;
+  EXPECT_NE(failed.err.find("failed: an action names a missing parameter"), std::string::npos);
+  EXPECT_FALSE(fs::exists(Path("never.xml")));
+}
+
+}  // namespace

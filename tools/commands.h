@@ -1,0 +1,14 @@
+// The program's commands. Each throws Failure with a one-line reason.
+#pragma once
+
+#include "options.h"
+
+namespace qdtool {
+
+void Eval(const EvalOptions& options);
+void Plot(const PlotOptions& options);
+void Show(const ShowOptions& options);
+void Dump(const DumpOptions& options);
+void Validate(const ValidateOptions& options);
+
+}  // namespace qdtool

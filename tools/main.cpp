@@ -1,0 +1,161 @@
+// qdparam: evaluate, plot and inspect effect parameter sets from the command line.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <iterator>
+#include <new>
+#include <string>
+
+#include "commands.h"
+#include "failure.h"
+#include "options.h"
+#include "qdparam/version.h"
+#include "reports.h"
+
+namespace {
+
+using namespace qdtool;
+
+// Exit statuses: a command that could not do its work, and a command line
+// that could not be understood.
+constexpr int kFailed = 1;
+constexpr int kBadUsage = 2;
+
+struct Commands {
+  CLI::App* eval;
+  CLI::App* plot;
+  CLI::App* show;
+  CLI::App* dump;
+  CLI::App* validate;
+};
+
+struct AllOptions {
+  EvalOptions eval;
+  PlotOptions plot;
+  ShowOptions show;
+  DumpOptions dump;
+  ValidateOptions validate;
+};
+
+CLI::App* AddEval(CLI::App& app, EvalOptions& options) {
+  CLI::App* command =
+      app.add_subcommand("eval", "Print every parameter's value at evenly spaced times");
+  AddFileArgument(*command, options.file);
+  AddSelection(*command, options.selection);
+  AddDuration(*command, options.timeLine);
+  AddStart(*command, options.timeLine);
+  AddWindow(*command, options.timeLine);
+  AddSampling(*command, options.timeLine);
+  command->add_option("--format", options.format, "table (aligned), csv or json")
+      ->check(CLI::IsMember({"table", "csv", "json"}))
+      ->capture_default_str();
+  command->footer("Example: qdparam eval examples/pip.xml --param opacity --fps 25 --to 2");
+  return command;
+}
+
+CLI::App* AddPlot(CLI::App& app, PlotOptions& options) {
+  CLI::App* command =
+      app.add_subcommand("plot", "Draw the numeric parameters over time as an SVG chart");
+  AddFileArgument(*command, options.file);
+  AddSelection(*command, options.selection);
+  AddDuration(*command, options.timeLine);
+  AddStart(*command, options.timeLine);
+  AddWindow(*command, options.timeLine);
+  AddOutput(*command, options.out, options.force,
+            "the SVG file to write (default: the input's name with .svg, here)");
+  command->footer("Example: qdparam plot examples/pip.xml --out pip.svg --force");
+  return command;
+}
+
+CLI::App* AddShow(CLI::App& app, ShowOptions& options) {
+  CLI::App* command =
+      app.add_subcommand("show", "Summarise each parameter: type, limits, values and keyframes");
+  AddFileArgument(*command, options.file);
+  AddSelection(*command, options.selection);
+  AddDuration(*command, options.timeLine);
+  return command;
+}
+
+CLI::App* AddDump(CLI::App& app, DumpOptions& options) {
+  CLI::App* command = app.add_subcommand("dump", "Print the set's diagnostic dump");
+  AddFileArgument(*command, options.file);
+  return command;
+}
+
+CLI::App* AddValidate(CLI::App& app, ValidateOptions& options) {
+  CLI::App* command = app.add_subcommand(
+      "validate", "Apply the file's Validation rules and print what they change");
+  AddFileArgument(*command, options.file);
+  AddOutput(*command, options.out, options.force,
+            "write the validated set (with its rules) to this XML file");
+  return command;
+}
+
+void Run(const Commands& commands, const AllOptions& options) {
+  if (commands.eval->parsed()) return Eval(options.eval);
+  if (commands.plot->parsed()) return Plot(options.plot);
+  if (commands.show->parsed()) return Show(options.show);
+  if (commands.dump->parsed()) return Dump(options.dump);
+  if (commands.validate->parsed()) return Validate(options.validate);
+}
+
+constexpr const char* kCommandNames[] = {"eval", "plot", "show", "dump", "validate"};
+
+// CLI11 only says that a command is missing; name the word it did not know.
+std::string Unparsed(const CLI::ParseError& error, int argc, char** argv) {
+  const std::string first = argc > 1 ? argv[1] : "";
+  const bool known = std::any_of(std::begin(kCommandNames), std::end(kCommandNames),
+                                 [&](const char* name) { return first == name; });
+  if (known || (!first.empty() && first[0] == '-')) return error.what();
+  const std::string list = "the commands are eval, plot, show, dump and validate";
+  return first.empty() ? "a command is required: " + list
+                       : "unknown command \"" + first + "\"; " + list;
+}
+
+// The library's reports are left unsaid here: the one line tells what went wrong.
+int Fail(const std::string& message) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "qdparam: %s\n", message.c_str());
+  return kFailed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app(
+      "Evaluate, plot and inspect effect parameter sets.\n"
+      "Without a FILE every command works on the bundled example.",
+      "qdparam");
+  app.set_version_flag("--version", std::string("qdparam ") + qdcore::GetParamLibraryVersion());
+  app.require_subcommand(1);
+  app.footer("Run qdparam COMMAND --help for a command's options.");
+  AllOptions options;
+  const Commands commands{AddEval(app, options.eval), AddPlot(app, options.plot),
+                          AddShow(app, options.show), AddDump(app, options.dump),
+                          AddValidate(app, options.validate)};
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& help) {
+    return app.exit(help);
+  } catch (const CLI::CallForAllHelp& help) {
+    return app.exit(help);
+  } catch (const CLI::CallForVersion& version) {
+    return app.exit(version);
+  } catch (const CLI::ParseError& error) {
+    std::fprintf(stderr, "qdparam: %s (see qdparam --help)\n", Unparsed(error, argc, argv).c_str());
+    return kBadUsage;
+  }
+  LibraryReports reports;
+  try {
+    Run(commands, options);
+  } catch (const Failure& failure) {
+    return Fail(failure.what());
+  } catch (const std::bad_alloc&) {
+    return Fail("out of memory");
+  } catch (const std::exception& error) {
+    return Fail(error.what());
+  }
+  reports.PrintWarnings(stderr);
+  return 0;
+}

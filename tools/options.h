@@ -1,0 +1,70 @@
+// What each command is asked to do, as read from the command line.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace qdtool {
+
+// Which parameters a command looks at; nothing chosen means all of them.
+struct Selection {
+  std::vector<std::string> names;
+  std::vector<long> ids;
+};
+
+// The clip the set is placed on and the stretch of it a command looks at.
+struct TimeLine {
+  double duration = 10.0;
+  double start = 0.0;
+  std::optional<double> from;  // default: the clip's start
+  std::optional<double> to;    // default: the clip's end
+  std::optional<double> fps;   // sampling, one or the other;
+  std::optional<double> step;  // default: ten equal steps
+};
+
+struct EvalOptions {
+  std::string file;
+  Selection selection;
+  TimeLine timeLine;
+  std::string format = "table";  // or csv, json
+};
+
+struct PlotOptions {
+  std::string file;
+  Selection selection;
+  TimeLine timeLine;
+  std::string out;
+  bool force = false;
+};
+
+struct ShowOptions {
+  std::string file;
+  Selection selection;
+  TimeLine timeLine;
+};
+
+struct DumpOptions {
+  std::string file;
+};
+
+struct ValidateOptions {
+  std::string file;
+  std::string out;
+  bool force = false;
+};
+
+// The options several commands share, added to a command's parser.
+void AddFileArgument(CLI::App& command, std::string& file);
+void AddSelection(CLI::App& command, Selection& selection);
+void AddDuration(CLI::App& command, TimeLine& timeLine);
+void AddStart(CLI::App& command, TimeLine& timeLine);
+void AddWindow(CLI::App& command, TimeLine& timeLine);
+void AddSampling(CLI::App& command, TimeLine& timeLine);
+void AddOutput(CLI::App& command, std::string& out, bool& force, const std::string& what);
+
+}  // namespace qdtool

@@ -1,0 +1,273 @@
+// qdparam plot: the numeric parameters over time, as an SVG chart.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "commands.h"
+#include "document.h"
+#include "failure.h"
+#include "names.h"
+#include "outputfile.h"
+#include "qdparam/keyframe.h"
+#include "qdparam/processing.h"
+#include "qdparam/qdcalc.h"
+#include "qdparam/types.h"
+#include "selection.h"
+#include "svgplot.h"
+#include "textformat.h"
+#include "timeline.h"
+#include "values.h"
+
+namespace qdtool {
+
+using namespace qdcore;
+
+namespace {
+
+// About one sample per pixel of the plot's width.
+constexpr int kCurveSamples = 820;
+
+// Which stretch of the curve a time falls in: before the keyframes, between
+// keyframe `index` and the next, after the last one, or a static value.
+struct Segment {
+  enum Kind { Static, Before, Between, After } kind;
+  int index;
+  bool operator==(const Segment&) const = default;
+};
+
+Stroke InterpolationStroke(unsigned int code) {
+  switch (code) {
+    case INTERPOLATION_LINEAR: return Stroke::Linear;
+    case INTERPOLATION_BEZIER: return Stroke::Bezier;
+    case INTERPOLATION_LINLOG: return Stroke::LinLog;
+    case INTERPOLATION_SPLINE: return Stroke::Spline;
+    case INTERPOLATION_CUSTOM: return Stroke::Custom;
+    default: return Stroke::Hold;
+  }
+}
+
+bool Steps(const CParam& param) { return param.GetType() == PARAM_BOOL; }
+
+// The keyframes that bracket `time` (seconds into the clip), found by the
+// same walk that evaluation uses. Booleans walk without the parameter's easing.
+Segment SegmentAt(const CParam& param, double time, double duration) {
+  if (!param.GetKeyFrameStatus() || param.GetSize() == 0) return {Segment::Static, -1};
+  if (!Steps(param) && param.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) {
+    time = TimeTranslationEaseInOut(time, 0.0, duration);
+  }
+  const CKeyFrame* prev = nullptr;
+  const CKeyFrame* next = nullptr;
+  mtime prevTime;
+  mtime nextTime;
+  double integral = 0.0;
+  // A freshly loaded parameter knows no minimum duration: neither does the walk here.
+  DetermineKeyFrame(time, param, duration, mtime::unassigned, prev, prevTime, next, nextTime, false,
+                    integral);
+  if (!prev) return {Segment::Before, -1};
+  return {next ? Segment::Between : Segment::After, param.GetIndex(prev)};
+}
+
+Stroke StrokeOf(const CParam& param, const Segment& segment) {
+  switch (segment.kind) {
+    case Segment::Static: return Stroke::Static;
+    case Segment::Before:
+    case Segment::After: return Stroke::Held;
+    case Segment::Between: break;
+  }
+  if (Steps(param)) return Stroke::Step;
+  const CKeyFrame* start = param.Get(static_cast<unsigned int>(segment.index));
+  return start ? InterpolationStroke(start->GetInterpolation()) : Stroke::Hold;
+}
+
+std::string RibbonLabel(const CParam& param, const Segment& segment, Stroke stroke) {
+  if (segment.kind == Segment::Static) return "static value";
+  if (stroke == Stroke::Held) return "held";
+  if (stroke == Stroke::Step) return "steps";
+  const CKeyFrame* start = param.Get(static_cast<unsigned int>(segment.index));
+  if (!start) return "";
+  std::string label = InterpolationName(start->GetInterpolation());
+  unsigned int anchors = 0;
+  start->GetAnchors(nullptr, 0, anchors);
+  if (stroke == Stroke::Spline && anchors) {
+    label += ", " + std::to_string(anchors) + (anchors == 1 ? " anchor" : " anchors");
+  }
+  const std::string easing = EasingName(start->GetTimeTranslation());
+  return easing.empty() ? label : label + ", " + easing;
+}
+
+// Keyframe times on the set's time line, in the set's order.
+std::vector<std::pair<const CKeyFrame*, double>> KeyFrameTimes(const CParam& param, double start,
+                                                               double duration) {
+  std::vector<std::pair<const CKeyFrame*, double>> times;
+  if (!param.GetKeyFrameStatus()) return times;
+  for (const CKeyFrame* kf = param.FindNextKeyFrame(nullptr); kf; kf = param.FindNextKeyFrame(kf)) {
+    if (const auto time = KeyFrameTime(*kf, duration)) times.emplace_back(kf, start + *time);
+  }
+  return times;
+}
+
+// Evenly spread times, plus every keyframe's time so that corners and steps are exact.
+std::vector<double> CurveTimes(const Window& window,
+                               const std::vector<std::pair<const CKeyFrame*, double>>& keys) {
+  std::vector<double> times;
+  for (int i = 0; i <= kCurveSamples; ++i) {
+    times.push_back(window.from + (window.to - window.from) * i / kCurveSamples);
+  }
+  for (const auto& key : keys) {
+    if (key.second > window.from && key.second < window.to) times.push_back(key.second);
+  }
+  std::sort(times.begin(), times.end());
+  times.erase(std::unique(times.begin(), times.end()), times.end());
+  return times;
+}
+
+struct PanelSource {
+  const CParamSet& set;
+  const CParam& param;
+  Window window;
+  double start;
+  double duration;
+};
+
+// Starts a run and its ribbon at `time`. The run begins at the last point
+// drawn, so that the curve stays whole where the stroke changes.
+void StartRun(const PanelSource& source, const Segment& segment, double time, Panel& panel) {
+  const Stroke stroke = StrokeOf(source.param, segment);
+  Run run{stroke, {}};
+  if (!panel.runs.empty()) {
+    panel.ribbons.back().to = time;
+    if (!panel.runs.back().points.empty()) run.points.push_back(panel.runs.back().points.back());
+  }
+  panel.runs.push_back(std::move(run));
+  panel.ribbons.push_back(
+      {time, source.window.to, stroke, RibbonLabel(source.param, segment, stroke)});
+}
+
+// The curve in runs of one stroke each, one run per segment it crosses.
+void AddCurve(const PanelSource& source, const std::vector<double>& times, Panel& panel) {
+  std::optional<Segment> current;
+  for (const double time : times) {
+    const Segment segment = SegmentAt(source.param, time - source.start, source.duration);
+    if (!current || !(segment == *current)) {
+      StartRun(source, segment, time, panel);
+      current = segment;
+    }
+    const double value = NumberAt(source.set, source.param, time);
+    if (std::isfinite(value)) panel.runs.back().points.push_back({time, value});
+  }
+}
+
+void AddMarks(const PanelSource& source,
+              const std::vector<std::pair<const CKeyFrame*, double>>& keys, Panel& panel) {
+  int number = 0;
+  for (const auto& [kf, time] : keys) {
+    ++number;
+    if (time < source.window.from || time > source.window.to) continue;
+    const double value = NumberAt(source.set, source.param, time);
+    std::string tip = "keyframe " + std::to_string(number) + " at " + TidyNumber(time) +
+                      " s: " + TidyNumber(value) + ", " + InterpolationName(kf->GetInterpolation());
+    const std::string easing = EasingName(kf->GetTimeTranslation());
+    if (!easing.empty()) tip += ", " + easing;
+    panel.marks.push_back({time, value, tip});
+  }
+}
+
+void AddLimits(const CParam& param, Panel& panel) {
+  if (param.GetType() == PARAM_DOUBLE) {
+    double v = 0;
+    if (param.GetMinValueDouble(v)) panel.min = v;
+    if (param.GetMaxValueDouble(v)) panel.max = v;
+  } else if (param.GetType() == PARAM_LONG) {
+    long v = 0;
+    if (param.GetMinValueLong(v)) panel.min = static_cast<double>(v);
+    if (param.GetMaxValueLong(v)) panel.max = static_cast<double>(v);
+  }
+}
+
+std::string Details(const CParam& param) {
+  std::string details = TypeName(param.GetType()) + " \u00b7 id " + std::to_string(param.GetID());
+  const unsigned int count = param.GetKeyFrameStatus() ? param.GetSize() : 0;
+  details += count ? " \u00b7 " + std::to_string(count) + (count == 1 ? " keyframe" : " keyframes")
+                   : " \u00b7 static";
+  double granularity = 0;
+  long wholeGranularity = 0;
+  if (param.GetType() == PARAM_DOUBLE && param.GetGranularityDouble(granularity)) {
+    details += " \u00b7 steps of " + TidyNumber(granularity);
+  } else if (param.GetType() == PARAM_LONG && param.GetGranularityLong(wholeGranularity)) {
+    details += " \u00b7 steps of " + std::to_string(wholeGranularity);
+  }
+  return details;
+}
+
+Panel BuildPanel(const PanelSource& source) {
+  Panel panel;
+  panel.title = ParamLabel(source.param);
+  panel.details = Details(source.param);
+  panel.unit = Utf8(source.param.GetValue(Pooled(u"unit")));
+  panel.boolean = source.param.GetType() == PARAM_BOOL;
+  panel.whole = source.param.GetType() == PARAM_LONG;
+  AddLimits(source.param, panel);
+  const auto keys = KeyFrameTimes(source.param, source.start, source.duration);
+  AddCurve(source, CurveTimes(source.window, keys), panel);
+  AddMarks(source, keys, panel);
+  return panel;
+}
+
+std::string NotDrawn(const std::vector<const CParam*>& params) {
+  std::string list;
+  for (const CParam* param : params) {
+    if (IsNumeric(param->GetType())) continue;
+    list +=
+        (list.empty() ? "" : ", ") + ParamLabel(*param) + " (" + TypeName(param->GetType()) + ")";
+  }
+  return list.empty() ? "" : "Not drawn, as they are not numbers: " + list + ".";
+}
+
+Chart BuildChart(const Document& document, const std::vector<const CParam*>& params,
+                 const TimeLine& timeLine) {
+  const Window window = ResolveWindow(timeLine);
+  Chart chart;
+  const std::string name = Utf8(document.Set().FindAttribute(Pooled(u"name")));
+  chart.title = document.Name() + (name.empty() ? "" : " \u2014 " + name);
+  chart.subtitle = TidyNumber(window.from) + " s to " + TidyNumber(window.to) + " s of a " +
+                   TidyNumber(timeLine.duration) + " s clip starting at " +
+                   TidyNumber(timeLine.start) + " s";
+  chart.from = window.from;
+  chart.to = window.to;
+  for (const CParam* param : params) {
+    if (!IsNumeric(param->GetType())) continue;
+    chart.panels.push_back(
+        BuildPanel({document.Set(), *param, window, timeLine.start, timeLine.duration}));
+  }
+  chart.note = NotDrawn(params);
+  return chart;
+}
+
+std::string DefaultOutput(const Document& document) {
+  return std::filesystem::path(document.Path()).stem().string() + ".svg";
+}
+
+}  // namespace
+
+void Plot(const PlotOptions& options) {
+  CheckTimeLine(options.timeLine);
+  const Window window = ResolveWindow(options.timeLine);
+  if (!(window.from < window.to)) throw Failure("--from must be before --to to draw a chart");
+  Document document(options.file);
+  const std::string out = options.out.empty() ? DefaultOutput(document) : options.out;
+  CheckOutputPath(out, options.force);
+  PlaceOnClip(document.Set(), options.timeLine);
+  const Chart chart =
+      BuildChart(document, SelectParams(document.Set(), options.selection), options.timeLine);
+  if (chart.panels.empty()) throw Failure("nothing to draw: no numeric parameter chosen");
+  WriteTextFile(out, RenderSvg(chart), options.force);
+  std::printf("wrote %s: %zu panel%s\n", out.c_str(), chart.panels.size(),
+              chart.panels.size() == 1 ? "" : "s");
+}
+
+}  // namespace qdtool

@@ -1,0 +1,190 @@
+// qdparam show: what each parameter is made of.
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "commands.h"
+#include "document.h"
+#include "names.h"
+#include "qdparam/keyframe.h"
+#include "qdparam/types.h"
+#include "selection.h"
+#include "textformat.h"
+#include "texttable.h"
+#include "timeline.h"
+#include "values.h"
+
+namespace qdtool {
+
+using namespace qdcore;
+
+namespace {
+
+// ---- values read through the library's typed getters
+
+std::string Text(double v) { return TidyNumber(v); }
+std::string Text(long v) { return std::to_string(v); }
+std::string Text(bool v) { return v ? "true" : "false"; }
+std::string Text(const CZPoolString& v) { return Quoted(OneLine(Utf8(v))); }
+std::string Text(const CXMLObject&) { return "a nested property"; }
+
+// What the getter reads from `object`, or `none` when it finds nothing.
+template <typename T, typename Object>
+std::string Read(const Object& object, bool (Object::*get)(T&) const, const char* none) {
+  T value{};  // the getters read it as their default: never leave it undefined
+  return (object.*get)(value) ? Text(value) : none;
+}
+
+std::string StaticValue(const CParam& param) {
+  switch (param.GetType()) {
+    case PARAM_DOUBLE: return Read<double>(param, &CParam::GetValueDouble, "none");
+    case PARAM_LONG: return Read<long>(param, &CParam::GetValueLong, "none");
+    case PARAM_BOOL: return Read<bool>(param, &CParam::GetValueBool, "none");
+    case PARAM_STRING: return Read<CZPoolString>(param, &CParam::GetValueString, "none");
+    case PARAM_SUBPROP: return Read<CXMLObject>(param, &CParam::GetValueProperty, "none");
+    case PARAM_BINARY: {
+      const auto read = [&](unsigned char* b, unsigned int n) {
+        return param.GetValueBinary(b, n, 0);
+      };
+      return ValueText(ReadBytes(read), 0);
+    }
+    default: return "none";
+  }
+}
+
+// Empty when the parameter has none.
+std::string InactiveValue(const CParam& param) {
+  switch (param.GetType()) {
+    case PARAM_DOUBLE: return Read<double>(param, &CParam::GetInactiveValueDouble, "");
+    case PARAM_LONG: return Read<long>(param, &CParam::GetInactiveValueLong, "");
+    case PARAM_BOOL: return Read<bool>(param, &CParam::GetInactiveValueBool, "");
+    case PARAM_STRING: return Read<CZPoolString>(param, &CParam::GetInactiveValueString, "");
+    default: return "";
+  }
+}
+
+std::string KeyFrameValue(const CKeyFrame& kf) {
+  switch (kf.m_Type) {
+    case PARAM_DOUBLE: return Read<double>(kf, &CKeyFrame::GetValueDouble, "none");
+    case PARAM_LONG: return Read<long>(kf, &CKeyFrame::GetValueLong, "none");
+    case PARAM_BOOL: return Read<bool>(kf, &CKeyFrame::GetValueBool, "none");
+    case PARAM_STRING: return Read<CZPoolString>(kf, &CKeyFrame::GetValueString, "none");
+    case PARAM_BINARY: {
+      const auto read = [&](unsigned char* b, unsigned int n) {
+        return kf.GetValueBinary(b, n, 0);
+      };
+      return ValueText(ReadBytes(read), 0);
+    }
+    default: return "-";
+  }
+}
+
+// ---- the lines of one parameter
+
+// "min 0, max 100, granularity 0.5", leaving out what the parameter lacks.
+template <typename T>
+std::string Limits(const CParam& param, bool (CParam::*min)(T&) const,
+                   bool (CParam::*max)(T&) const, bool (CParam::*granularity)(T&) const) {
+  std::string text;
+  for (const auto& [name, get] :
+       {std::pair{"min ", min}, {"max ", max}, {"granularity ", granularity}}) {
+    const std::string value = Read<T>(param, get, "");
+    if (value.empty()) continue;
+    if (!text.empty()) text += ", ";
+    text += name + value;
+  }
+  return text.empty() ? "none" : text;
+}
+
+std::string Limits(const CParam& param) {
+  if (param.GetType() == PARAM_DOUBLE) {
+    return Limits<double>(param, &CParam::GetMinValueDouble, &CParam::GetMaxValueDouble,
+                          &CParam::GetGranularityDouble);
+  }
+  return Limits<long>(param, &CParam::GetMinValueLong, &CParam::GetMaxValueLong,
+                      &CParam::GetGranularityLong);
+}
+
+std::string Heading(const CParam& param) {
+  std::string heading = ParamLabel(param) + "  (id " + std::to_string(param.GetID()) + ", " +
+                        TypeName(param.GetType());
+  if (param.GetType() == PARAM_BINARY)
+    heading += ", " + BinaryKindName(param.GetBinaryInterpolationType());
+  const std::string unit = Utf8(param.GetValue(Pooled(u"unit")));
+  if (!unit.empty()) heading += ", in " + unit;
+  return heading + ")";
+}
+
+std::string Activity(const CParam& param) {
+  bool inactive = false;
+  const std::string status = param.GetInactiveStatus(inactive) && inactive ? "inactive" : "active";
+  const std::string value = InactiveValue(param);
+  return value.empty() ? status : status + ", inactive value " + value;
+}
+
+std::string KeyFrameSummary(const CParam& param) {
+  const unsigned int count = param.GetSize();
+  const std::string counted = std::to_string(count) + (count == 1 ? " keyframe" : " keyframes");
+  if (!param.GetKeyFrameStatus()) {
+    return count ? counted + ", unused: the parameter is not keyframed" : "not keyframed";
+  }
+  std::string summary =
+      counted + ", allowed " + InterpolationNames(param.GetAllowedInterpolation());
+  if (param.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) summary += ", eased as a whole";
+  return summary;
+}
+
+std::string AnchorCount(const CKeyFrame& keyFrame) {
+  unsigned int count = 0;
+  keyFrame.GetAnchors(nullptr, 0, count);
+  return count ? std::to_string(count) : "";
+}
+
+std::string KeyFrameTable(const CParam& param, double duration) {
+  TextTable table;
+  table.AddColumn("time (s)", true);
+  table.AddColumn("written", false);
+  table.AddColumn("value", false);
+  table.AddColumn("interpolation", false);
+  table.AddColumn("easing", false);
+  table.AddColumn("anchors", true);
+  for (const CKeyFrame* kf = param.FindNextKeyFrame(nullptr); kf; kf = param.FindNextKeyFrame(kf)) {
+    const std::optional<double> time = KeyFrameTime(*kf, duration);
+    table.AddRow({time ? FixedNumber(*time, 2) : "-", Utf8(kf->GetValue(Pooled(u"position"))),
+                  Shorten(KeyFrameValue(*kf), 40), InterpolationName(kf->GetInterpolation()),
+                  EasingName(kf->GetTimeTranslation()), AnchorCount(*kf)});
+  }
+  return table.Render("      ");
+}
+
+void PrintParam(const CParam& param, double duration) {
+  std::printf("%s\n", Heading(param).c_str());
+  const bool numbers = param.GetType() == PARAM_DOUBLE || param.GetType() == PARAM_LONG;
+  if (numbers) std::printf("  limits     %s\n", Limits(param).c_str());
+  std::printf("  value      %s\n", StaticValue(param).c_str());
+  std::printf("  status     %s\n", Activity(param).c_str());
+  std::printf("  keyframes  %s\n", KeyFrameSummary(param).c_str());
+  if (param.GetSize() > 0) std::fputs(KeyFrameTable(param, duration).c_str(), stdout);
+}
+
+}  // namespace
+
+void Show(const ShowOptions& options) {
+  CheckTimeLine(options.timeLine);
+  const Document document(options.file);
+  const CParamSet& set = document.Set();
+  const std::vector<const CParam*> params = SelectParams(set, options.selection);
+  std::string heading = document.Name();
+  const std::string title = Utf8(set.FindAttribute(Pooled(u"name")));
+  if (!title.empty()) heading.append(" ").append(Quoted(OneLine(title)));
+  std::printf("%s: %u parameters; keyframe times on a clip of %s s\n", heading.c_str(),
+              set.GetSize(), TidyNumber(options.timeLine.duration).c_str());
+  for (const CParam* param : params) {
+    std::printf("\n");
+    PrintParam(*param, options.timeLine.duration);
+  }
+}
+
+}  // namespace qdtool

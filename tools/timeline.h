@@ -1,0 +1,34 @@
+// Times: checking the user's clip, the times a command samples, and where a
+// keyframe sits on the clip.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "options.h"
+#include "qdparam/keyframe.h"
+#include "qdparam/paramset.h"
+
+namespace qdtool {
+
+struct Window {
+  double from;
+  double to;
+};
+
+// Throws Failure for a non-positive duration or a number that is no number.
+void CheckTimeLine(const TimeLine& timeLine);
+// Gives the set the clip's start and duration.
+void PlaceOnClip(qdcore::CParamSet& set, const TimeLine& timeLine);
+// The stretch looked at, the clip itself unless --from or --to narrow it.
+Window ResolveWindow(const TimeLine& timeLine);
+// Evenly spaced times over the window, both ends included.
+std::vector<double> SampleTimes(const TimeLine& timeLine);
+
+// Where evaluation places the keyframe on a clip of `duration` (seconds from
+// the clip's start) for a parameter as loaded from a file: negative relative
+// and absolute times count back from the end, fixed times stay as written.
+// Nothing for a keyframe without a readable time.
+std::optional<double> KeyFrameTime(const qdcore::CKeyFrame& keyFrame, double duration);
+
+}  // namespace qdtool

@@ -1,0 +1,95 @@
+#include "values.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "names.h"
+#include "qdparam/types.h"
+#include "textformat.h"
+
+namespace qdtool {
+
+using namespace qdcore;
+
+namespace {
+
+// Bytes shown of a binary value: enough to tell payloads apart.
+constexpr std::size_t kHeadBytes = 8;
+// Numbers this large read better with an exponent.
+constexpr double kLargestFixed = 1e15;
+std::string BytesText(const Bytes& bytes) {
+  std::string text = std::to_string(bytes.size) + (bytes.size == 1 ? " byte" : " bytes");
+  if (bytes.head.empty()) return text;
+  text += ": " + Hex(bytes.head.data(), bytes.head.size());
+  return bytes.head.size() < bytes.size ? text + "\u2026" : text;
+}
+
+}  // namespace
+
+Bytes BinaryHead(const unsigned char* data, std::size_t size) {
+  const std::size_t shown = std::min(size, kHeadBytes);
+  return {size, std::vector<unsigned char>(data, data + shown)};
+}
+
+bool IsNumeric(unsigned int type) {
+  return type == PARAM_DOUBLE || type == PARAM_LONG || type == PARAM_BOOL;
+}
+
+Value ValueAt(const CParamSet& set, const CParam& param, double time) {
+  switch (param.GetType()) {
+    case PARAM_DOUBLE: return set.GetValueDouble(&param, time, 0.0);
+    case PARAM_LONG: return set.GetValueLong(&param, time, 0);
+    case PARAM_BOOL: return set.GetValueBool(&param, time, false);
+    case PARAM_STRING: return Utf8(set.GetValueString(&param, time, CZPoolString()));
+    case PARAM_BINARY:
+      return ReadBytes([&](unsigned char* buffer, unsigned int size) {
+        return set.GetValueBinary(&param, time, buffer, size);
+      });
+    default: return std::monostate{};
+  }
+}
+
+double NumberAt(const CParamSet& set, const CParam& param, double time) {
+  switch (param.GetType()) {
+    case PARAM_LONG: return static_cast<double>(set.GetValueLong(&param, time, 0));
+    case PARAM_BOOL: return set.GetValueBool(&param, time, false) ? 1.0 : 0.0;
+    default: return set.GetValueDouble(&param, time, 0.0);
+  }
+}
+
+std::string ValueText(const Value& value, int decimals) {
+  struct {
+    int decimals;
+    std::string operator()(std::monostate) const { return "-"; }
+    std::string operator()(double v) const {
+      return std::fabs(v) < kLargestFixed ? FixedNumber(v, decimals) : TidyNumber(v);
+    }
+    std::string operator()(long v) const { return std::to_string(v); }
+    std::string operator()(bool v) const { return v ? "true" : "false"; }
+    std::string operator()(const std::string& v) const { return v; }
+    std::string operator()(const Bytes& v) const { return BytesText(v); }
+  } text{decimals};
+  return std::visit(text, value);
+}
+
+std::string ValueTextExact(const Value& value) {
+  if (const double* number = std::get_if<double>(&value)) return ShortestNumber(*number);
+  return ValueText(value, 0);
+}
+
+std::string ValueJson(const Value& value) {
+  struct {
+    std::string operator()(std::monostate) const { return "null"; }
+    std::string operator()(double v) const { return ShortestNumber(v); }
+    std::string operator()(long v) const { return std::to_string(v); }
+    std::string operator()(bool v) const { return v ? "true" : "false"; }
+    std::string operator()(const std::string& v) const { return JsonString(v); }
+    std::string operator()(const Bytes& v) const {
+      return "{\"bytes\": " + std::to_string(v.size) + ", \"head\": \"" +
+             Hex(v.head.data(), v.head.size()) + "\"}";
+    }
+  } json;
+  return std::visit(json, value);
+}
+
+}  // namespace qdtool

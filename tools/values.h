@@ -1,0 +1,56 @@
+// A parameter's value at a time, whatever its type, and its text.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "qdparam/param.h"
+#include "qdparam/paramset.h"
+
+namespace qdtool {
+
+// A binary value: its size and its first bytes.
+struct Bytes {
+  std::size_t size = 0;
+  std::vector<unsigned char> head;
+};
+
+// Nothing (std::monostate) for a type that has no value at a time.
+using Value = std::variant<std::monostate, double, long, bool, std::string, Bytes>;
+
+// The value of `param` (which belongs to `set`) at `time` on the set's time line.
+Value ValueAt(const qdcore::CParamSet& set, const qdcore::CParam& param, double time);
+
+// The numeric value used for charts: booleans as 0 and 1.
+double NumberAt(const qdcore::CParamSet& set, const qdcore::CParam& param, double time);
+bool IsNumeric(unsigned int type);
+
+// The text of a value for people ("80 bytes: 01000000…" for binaries);
+// numbers get `decimals` digits after the point.
+std::string ValueText(const Value& value, int decimals);
+// The same for machines: numbers as the shortest exact text.
+std::string ValueTextExact(const Value& value);
+std::string ValueJson(const Value& value);
+
+// The size and head of `size` bytes at `data`.
+Bytes BinaryHead(const unsigned char* data, std::size_t size);
+
+// Larger binary values are only counted, not fetched.
+inline constexpr unsigned int kLargestFetched = 64u << 20;
+
+// A binary value read the library's way: `read(nullptr, 0)` tells its size,
+// `read(buffer, size)` copies it and answers how many bytes it wrote.
+template <typename Reader>
+Bytes ReadBytes(Reader read) {
+  const unsigned int size = read(nullptr, 0u);
+  if (size == 0 || size > kLargestFetched) return {size, {}};
+  std::vector<unsigned char> buffer(size);
+  const unsigned int written = read(buffer.data(), size);
+  Bytes bytes = BinaryHead(buffer.data(), written < size ? written : size);
+  bytes.size = size;
+  return bytes;
+}
+
+}  // namespace qdtool

@@ -62,19 +62,22 @@ bool HasValue(const CXMLObject& xml, const CZPoolString& name) noexcept {
 
 bool GetValueDouble(const CXMLObject& xml, const CZPoolString& name, double& v) noexcept {
   if (!HasValue(xml, name)) return false;
-  v = xml.FindAttributeDouble(name, v);
+  v = xml.FindAttributeDouble(name, 0.0);  // present: the default is never used
   return true;
 }
 
 bool GetValueLong(const CXMLObject& xml, const CZPoolString& name, long& v) noexcept {
   if (!HasValue(xml, name)) return false;
-  v = xml.FindAttributeInt(name, v);
+  v = xml.FindAttributeInt(name, 0);
   return true;
 }
 
 bool GetValueBool(const CXMLObject& xml, const CZPoolString& name, bool& v) noexcept {
   if (!HasValue(xml, name)) return false;
-  v = xml.FindAttributeBool(name, v);
+  // Text that is no boolean leaves `v` as it was, without reading it: the
+  // caller's variable may be uninitialised.
+  const bool asFalse = xml.FindAttributeBool(name, false);
+  if (asFalse == xml.FindAttributeBool(name, true)) v = asFalse;
   return true;
 }
 

@@ -210,7 +210,10 @@ bool HasDuplicateNames(const XMLAttrList& attrs) {
 
 // Short values repeat (flags, modes, round numbers): equal ones within a
 // document share one string instead of allocating their own. A fixed table
-// where a newcomer replaces the old entry keeps this cheap and bounded.
+// where a newcomer replaces the old entry keeps this cheap and bounded. A
+// slot points at the string where the tree holds it: the tree only grows
+// while it is built, so the string lives as long as the table, and a
+// replaced slot costs nothing (no count to drop on a string long gone cold).
 class ValueCache {
  public:
   static constexpr std::size_t kMaxLength = 24;
@@ -221,20 +224,19 @@ class ValueCache {
     m_slots.resize(slots);
   }
 
-  // Sets `text` to the string for `utf8`, shared with an equal value met
-  // before when there is one. False for bad UTF-8.
+  // Sets `text`, a string in the tree being built, to the string for
+  // `utf8`, shared with an equal value met before when there is one. False
+  // for bad UTF-8.
   bool Get(std::string_view utf8, CZPoolString& text) {
     if (utf8.size() > kMaxLength) return Make(utf8, text);
     const std::uint64_t hash = HashText(utf8);
     Slot& slot = m_slots[hash & (m_slots.size() - 1)];
     if (slot.hash == hash && slot.text && slot.key == utf8) {
-      text = slot.text;
+      text = *slot.text;
       return true;
     }
     if (!Make(utf8, text)) return false;
-    slot.key = utf8;
-    slot.hash = hash;
-    slot.text = text;
+    slot = {utf8, hash, &text};
     return true;
   }
 
@@ -242,7 +244,7 @@ class ValueCache {
   struct Slot {
     std::string_view key;  // points into the parsed document
     std::uint64_t hash = 0;
-    CZPoolString text;
+    const CZPoolString* text = nullptr;  // in the tree being built
   };
 
   bool Make(std::string_view utf8, CZPoolString& text) {

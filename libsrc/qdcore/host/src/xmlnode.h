@@ -69,6 +69,9 @@ struct CXMLObject::Node {
   // or a write through such a pointer would show through the copy.
   bool leaked = false;
   bool binary = false;       // the data is `bytes`; otherwise it is `text`
+  // 0 while nobody watches this storage; once observed, a version that is
+  // new whenever the content changes (see CXMLObject::Observe).
+  std::atomic<std::uint64_t> version{0};
   Node* nextDead = nullptr;  // chains nodes awaiting destruction
   CZPoolString name;
   XMLAttrList attrs;
@@ -91,6 +94,12 @@ struct CXMLObject::Node {
   // The data as bytes (text is decoded once and cached); null when none.
   const std::vector<unsigned char>* Binary() const;
   const XMLAttr* FindAttr(const CZPoolString& attrName) const noexcept;
+
+  bool Watched() const noexcept { return version.load(std::memory_order_relaxed) != 0; }
+  // Before this storage is changed in place.
+  void NoteChange() noexcept;
+  // Before a handle drops or replaces this storage (null is fine).
+  static void NoteDropped(const Node* node) noexcept;
 
   // Access to a handle's storage for the writer and the reader.
   static Node* Of(const CXMLObject& element) noexcept { return element.m_node; }

@@ -85,6 +85,24 @@ bool SameData(const Node& a, const Node& b) {
   return txt.text.view() == std::u16string_view(encoded);
 }
 
+// ---- change tracking
+
+// Each watched storage takes a version from here when observed and again
+// when changed, so a version is never reused, not even by storage that
+// comes to live at a freed one's address.
+std::atomic<std::uint64_t> g_versions{0};
+
+std::uint64_t NewVersion() noexcept {
+  return g_versions.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+void AdvanceEpoch() noexcept { detail::xmlWriteEpoch.fetch_add(1, std::memory_order_acq_rel); }
+
+bool SameText(std::u16string_view a, std::u16string_view b) noexcept {
+  return a.size() == b.size() &&
+         (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(wchar)) == 0);
+}
+
 bool SameAttrs(const Node& a, const Node& b) noexcept {
   if (a.attrs.size() != b.attrs.size()) return false;
   for (std::size_t i = 0; i < a.attrs.size(); ++i) {
@@ -168,7 +186,18 @@ bool Node::HasData() const noexcept {
   return data && !data->data.empty();
 }
 
+void Node::NoteChange() noexcept {
+  if (!Watched()) return;
+  version.store(NewVersion(), std::memory_order_release);
+  AdvanceEpoch();
+}
+
+void Node::NoteDropped(const Node* node) noexcept {
+  if (node && node->Watched()) AdvanceEpoch();
+}
+
 void Node::Adopt(CXMLObject& element, Node* node) noexcept {
+  if (node != element.m_node) NoteDropped(element.m_node);
   Release(std::exchange(element.m_node, node));
 }
 
@@ -278,29 +307,46 @@ CXMLObject::CXMLObject(const CZPoolString& name) : m_node(Node::Create()) { m_no
 
 CXMLObject::CXMLObject(const CXMLObject& other) : m_node(Node::Share(other.m_node)) {}
 
+CXMLObject::CXMLObject(CXMLObject&& other) noexcept : m_node(std::exchange(other.m_node, nullptr)) {
+  Node::NoteDropped(m_node);  // `other` no longer holds it
+}
+
 CXMLObject& CXMLObject::operator=(const CXMLObject& other) {
   if (this == &other) return *this;
-  Node::Release(std::exchange(m_node, Node::Share(other.m_node)));
+  Node* shared = Node::Share(other.m_node);  // may throw: taken before anything changes
+  if (shared != m_node) Node::NoteDropped(m_node);
+  Node::Release(std::exchange(m_node, shared));
   return *this;
 }
 
 CXMLObject& CXMLObject::operator=(CXMLObject&& other) noexcept {
   if (this == &other) return *this;
+  Node::NoteDropped(m_node);
+  Node::NoteDropped(other.m_node);
   Node::Release(std::exchange(m_node, std::exchange(other.m_node, nullptr)));
   return *this;
 }
 
+// A handle going away needs no note: the handles a watcher checks are only
+// ever dropped through Free, assignment or a change of their parent.
 CXMLObject::~CXMLObject() { Node::Release(m_node); }
 
 CXMLObject::Node* CXMLObject::Writable() {
   if (!m_node) return m_node = Node::Create();
-  if (m_node->refs.load(std::memory_order_acquire) == 1) return m_node;
+  if (m_node->refs.load(std::memory_order_acquire) == 1) {
+    m_node->NoteChange();
+    return m_node;
+  }
   Node* copy = Node::Clone(*m_node);
+  Node::NoteDropped(m_node);  // this handle moves to its private copy
   Node::Release(std::exchange(m_node, copy));
   return m_node;
 }
 
-void CXMLObject::Free() noexcept { Node::Release(std::exchange(m_node, nullptr)); }
+void CXMLObject::Free() noexcept {
+  Node::NoteDropped(m_node);
+  Node::Release(std::exchange(m_node, nullptr));
+}
 
 bool CXMLObject::Realloc() {
   if (m_node) Writable();
@@ -352,6 +398,21 @@ CZPoolString CXMLObject::FindAttribute(const wchar* name) const {
 
 bool CXMLObject::HasAttribute(const CZPoolString& name) const noexcept {
   return m_node && m_node->FindAttr(name);
+}
+
+// Lookups compare many elements in a row: the lengths first, then the
+// bytes at once.
+bool CXMLObject::AttributeEquals(const CZPoolString& name,
+                                 const CZPoolString& text) const noexcept {
+  const XMLAttr* attr = m_node ? m_node->FindAttr(name) : nullptr;
+  if (!attr) return !text;  // absent reads as empty
+  return attr->text.same(text) || SameText(attr->text.view(), text.view());
+}
+
+bool CXMLObject::AttributeEquals(const CZPoolString& name,
+                                 std::u16string_view text) const noexcept {
+  const XMLAttr* attr = m_node ? m_node->FindAttr(name) : nullptr;
+  return SameText(attr ? attr->text.view() : std::u16string_view(), text);
 }
 
 long CXMLObject::FindAttributeInt(const CZPoolString& name, long defaultValue) const noexcept {
@@ -658,6 +719,33 @@ bool CXMLObject::CDATARequired(std::u16string_view text) noexcept {
     if (c < 0x20 || c == u'<' || c == u'>' || c == u'&' || c == u'"' || c == u'\'') return true;
   }
   return false;
+}
+
+// ---------------------------------------------------------------------------
+// Change tracking
+// ---------------------------------------------------------------------------
+
+// Advances with every change that a watcher could have seen.
+std::atomic<std::uint64_t> detail::xmlWriteEpoch{1};
+
+CXMLObject::Stamp CXMLObject::Observe() const noexcept {
+  if (!m_node) return {};
+  std::uint64_t version = m_node->version.load(std::memory_order_acquire);
+  if (version == 0) {
+    // Readers of shared storage may observe it at the same time: the first
+    // version given stays, and the others take it.
+    const std::uint64_t fresh = NewVersion();
+    if (m_node->version.compare_exchange_strong(version, fresh, std::memory_order_acq_rel,
+                                                std::memory_order_acquire)) {
+      version = fresh;
+    }
+  }
+  return {reinterpret_cast<std::uintptr_t>(m_node), version};
+}
+
+bool CXMLObject::IsUnchanged(const Stamp& stamp) const noexcept {
+  return m_node && reinterpret_cast<std::uintptr_t>(m_node) == stamp.storage &&
+         m_node->version.load(std::memory_order_acquire) == stamp.version;
 }
 
 // ---------------------------------------------------------------------------

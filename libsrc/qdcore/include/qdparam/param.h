@@ -2,6 +2,8 @@
 // attributes and children hold every property, plus its keyframes.
 #pragma once
 
+#include <atomic>
+
 #include "qdcore/core.h"
 #include "qdcore/xml.h"
 #include "qdparam/czmtime.h"
@@ -188,9 +190,17 @@ class QDPARAM_API CParam : public CXMLObject {
                                                   const CKeyFrame* next, mtime nextTime,
                                                   unsigned char* buffer, unsigned int size) const;
 
+  // What evaluation reads, parsed once and kept until a write changes it;
+  // built by const evaluations, never seen by callers (qdevalcache.h).
+  struct EvalCache;
+  void DropEvalCache() noexcept;  // for writes that replace the whole parameter
+
   CKeyFrameList m_KeyFrameList;
   mutable CZMTime m_MinDuration;  // mtime::unassigned: recompute (GetMinDuration fills it)
   mutable unsigned int m_Type;  // PARAM_UNDEFINED until GetType has read "type"
+  // Owned; never shared by copies. A plain pointer inside, so that the
+  // parameter stays relocatable byte by byte; a released one holds none.
+  mutable std::atomic<EvalCache*> m_EvalCache{nullptr};
 };
 
 }  // namespace qdcore

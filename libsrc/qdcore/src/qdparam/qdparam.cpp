@@ -2,6 +2,7 @@
 // XML element "Parameter".
 #include "qdparam/param.h"
 
+#include <atomic>
 #include <iterator>
 #include <utility>
 
@@ -105,6 +106,11 @@ bool SetLong(CParam& p, const CZPoolString& name, long v, const char* signature)
   return Requires(p, kNeedsLong, signature) && ParamHelper::SetValueLong(p, name, v);
 }
 
+// The cached type, which a const GetType on another thread may be filling in.
+unsigned int CachedTypeOf(unsigned int& type) noexcept {
+  return std::atomic_ref<unsigned int>(type).load(std::memory_order_relaxed);
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -127,28 +133,32 @@ CParam::CParam(const CParam& other)
     : CXMLObject(other),
       m_KeyFrameList(other.m_KeyFrameList),
       m_MinDuration(other.m_MinDuration),
-      m_Type(other.m_Type) {}
+      m_Type(CachedTypeOf(other.m_Type)) {}
 
 CParam& CParam::operator=(const CParam& other) {
+  DropEvalCache();
   CXMLObject::operator=(other);
   m_KeyFrameList = other.m_KeyFrameList;
   m_MinDuration = other.m_MinDuration;
-  m_Type = other.m_Type;
+  m_Type = CachedTypeOf(other.m_Type);
   return *this;
 }
 
 CParam::~CParam() { Free(); }
 
 void CParam::Free() noexcept {
+  DropEvalCache();
   CXMLObject::Free();
   m_KeyFrameList.Free();
   m_MinDuration.Free();
 }
 
+// The released time block reads as mtime::unassigned, and so does every
+// copy of it, which costs no block: a loaded parameter's keyframes each
+// carry a copy of its definition.
 void CParam::Reset() {
   Free();
   CXMLObject::SetName(kParameter);
-  *m_MinDuration = mtime::unassigned;
   m_Type = PARAM_UNDEFINED;
 }
 
@@ -160,6 +170,7 @@ bool CParam::Realloc() {
 }
 
 bool CParam::SetReference(const CParam& p) {
+  DropEvalCache();
   CXMLObject::operator=(p);
   m_MinDuration = p.m_MinDuration;
   m_Type = PARAM_UNDEFINED;
@@ -171,11 +182,14 @@ bool CParam::SetReference(const CParam& p) {
 // Type
 // ---------------------------------------------------------------------------
 
+// Concurrent const calls may fill the cached type at once, with the same value.
 unsigned int CParam::GetType() const {
-  if (m_Type != PARAM_UNDEFINED) return m_Type;
+  const unsigned int known = CachedTypeOf(m_Type);
+  if (known != PARAM_UNDEFINED) return known;
   const CZPoolString text = FindAttribute(kType);
-  m_Type = text ? CodeOf(text, kTypes, PARAM_UNDEFINED) : PARAM_DOUBLE;
-  return m_Type;
+  const unsigned int type = text ? CodeOf(text, kTypes, PARAM_UNDEFINED) : PARAM_DOUBLE;
+  std::atomic_ref<unsigned int>(m_Type).store(type, std::memory_order_relaxed);
+  return type;
 }
 
 // The cached type is not updated: it keeps what was read before, and the

@@ -3,8 +3,8 @@
 //   1. Keyframe times      where a keyframe sits on the clip's time line
 //   2. The keyframe walk   DetermineKeyFrame, its running integral, and the
 //                          walk-and-interpolate value form
-//   3. Interpolation kinds one small function per kind, dispatched from a table
-//   4. InterpolateDouble   the blend between two keyframes
+//   3. Interpolation kinds one small function per kind, over plain numbers
+//   4. InterpolateDouble   the blend between two keyframes, live or cached
 //   5. Restrictions        the granularity grid and the limits
 #include "qdparam/processing.h"
 
@@ -19,6 +19,7 @@
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
 #include "qdparam/qdcalc.h"
+#include "qdsegment.h"
 
 namespace qdcore {
 
@@ -37,15 +38,8 @@ constexpr const char* kEnforceDoubleSignature =
 constexpr const char* kEnforceLongSignature =
     "long __cdecl EnforceRestricitionsLong(const class qdcore::CParam &,long)";
 
-// Keyframes closer than this (seconds) are one instant: blending across them
-// would divide by next to nothing.
-constexpr double kShortestSegment = 1e-7;
 // Spline values closer than this make a flat segment.
 constexpr double kFlatSpline = 1e-7;
-// `nextTime` once the walk has passed a keyframe and found none after it.
-constexpr double kNoNextTime = -1.0;
-// The most spline anchors a keyframe contributes; read onto the stack.
-constexpr unsigned int kMaxAnchors = 500;
 
 // ===========================================================================
 // 1. Keyframe times
@@ -89,7 +83,7 @@ template <typename Visit>
 bool WalkKeyFrames(mtime time, const CParam& param, mtime duration, mtime minDuration,
                    const CKeyFrame*& prev, mtime& prevTime, const CKeyFrame*& next,
                    mtime& nextTime, Visit visit) {
-  QD_VERIFY(duration > 0.0, kDetermineKeyFrameSignature);  // reported, then used as it is
+  VerifyWalkDuration(duration);
   prev = nullptr;
   next = nullptr;
   bool ok = true;
@@ -130,6 +124,9 @@ double SegmentIntegral(mtime t, unsigned int code, mtime t0, double y0, mtime t1
 
 }  // namespace
 
+// Reported, then used as it is.
+void VerifyWalkDuration(mtime duration) { QD_VERIFY(duration > 0.0, kDetermineKeyFrameSignature); }
+
 bool DetermineKeyFrame(mtime time, const CParam& param, mtime duration, mtime minDuration,
                        const CKeyFrame*& prev, mtime& prevTime, const CKeyFrame*& next,
                        mtime& nextTime, bool accumulate, double& integral) {
@@ -167,31 +164,9 @@ double InterpolateParamDouble(mtime time, const CParam& param, mtime duration, m
   return InterpolateDouble(time, duration, prev, prevTime, next, nextTime, def);
 }
 
-namespace {
-
 // ===========================================================================
 // 3. Interpolation kinds
 // ===========================================================================
-
-// One segment of a keyframed value: the time asked for, the clip's duration,
-// and the two keyframes' times and values.
-struct Segment {
-  mtime time;
-  mtime duration;
-  mtime t0, t1;
-  double y0, y1;
-};
-
-// Computed in mtime arithmetic and converted once.
-double LinearValue(const Segment& s) {
-  const mtime weighted = s.y1 * (s.time - s.t0) + s.y0 * (s.t1 - s.time);
-  return static_cast<double>(weighted / static_cast<double>(s.t1 - s.t0));
-}
-
-struct BezierHandles {
-  double outTime = 0.0, outValue = 0.0;  // from the first keyframe
-  double inTime = 0.0, inValue = 0.0;    // from the second keyframe
-};
 
 // Handle times are fractions of the clip. Time and value follow the same
 // curve of u, so u is found from the time first.
@@ -203,17 +178,17 @@ double BezierSegmentValue(const Segment& s, const BezierHandles& h) {
   return BezierValue(u, s.y0, s.y0 + h.outValue, s.y1 + h.inValue, s.y1);
 }
 
-// The mean of a linear blend and a blend of log(1 + v). -1 has no logarithm;
-// values below it give NaN, which passes through.
-double LinLogValue(const Segment& s, double def) {
+// The mean of a linear blend and a blend of log(1 + v), given those logs.
+// -1 has no logarithm; values below it give NaN, which passes through.
+double LinLogValue(const Segment& s, double l0, double l1, double def) {
   if (s.y0 == -1.0 || s.y1 == -1.0) return def;
-  const double l0 = std::log(s.y0 + 1.0);
-  const double l1 = std::log(s.y1 + 1.0);
   const mtime f = (s.time - s.t0) / static_cast<double>(s.t1 - s.t0);
   const double logPart = std::exp(static_cast<double>((l1 - l0) * f) + l0) - 1.0;
   const double linPart = static_cast<double>((s.y1 - s.y0) * f) + s.y0;
   return (linPart + logPart) * 0.5;
 }
+
+namespace {
 
 struct Ease {
   unsigned int flag;
@@ -259,6 +234,8 @@ CubicControls CatmullRomControls(double before, double start, double end, double
   return {s + shift, c1 + shift, c2 + shift, e + shift};
 }
 
+}  // namespace
+
 // A Catmull-Rom curve through the first keyframe, the anchors (at fractions
 // of the clip) and the second keyframe.
 double SplineValue(const Segment& s, unsigned int flags, const Anchor* anchors,
@@ -290,79 +267,53 @@ double SplineValue(const Segment& s, unsigned int flags, const Anchor* anchors,
   return BezierValue(u, c.start, c.c1, c.c2, c.end);
 }
 
-// ---- reading what a kind needs beyond the two values from the first keyframe
+// ---- what the blend asks of a live keyframe
 
-double LinearKind(const Segment& s, const CKeyFrame&, double) { return LinearValue(s); }
+unsigned int TimeTranslationOf(const CKeyFrame& kf) { return kf.GetTimeTranslation(); }
+unsigned int InterpolationOf(const CKeyFrame& kf) { return kf.GetInterpolation(); }
+double ValueOf(const CKeyFrame& kf) { return kf.GetValueDouble(); }
 
-double BezierKind(const Segment& s, const CKeyFrame& prev, double) {
+double BezierOf(const Segment& s, const CKeyFrame& kf) {
   BezierHandles h;
-  prev.GetBezierAnchors(h.outTime, h.outValue, h.inTime, h.inValue);  // zeros without handles
+  kf.GetBezierAnchors(h.outTime, h.outValue, h.inTime, h.inValue);  // zeros without handles
   return BezierSegmentValue(s, h);
 }
 
-double LinLogKind(const Segment& s, const CKeyFrame&, double def) { return LinLogValue(s, def); }
+double LinLogOf(const Segment& s, const CKeyFrame&, const CKeyFrame&, double def) {
+  if (s.y0 == -1.0 || s.y1 == -1.0) return def;
+  return LinLogValue(s, LogOnePlus(s.y0), LogOnePlus(s.y1), def);
+}
 
-double SplineKind(const Segment& s, const CKeyFrame& prev, double) {
-  Anchor anchors[kMaxAnchors];
+double SplineOf(const Segment& s, const CKeyFrame& kf) {
+  Anchor anchors[kMaxSplineAnchors];
+  const unsigned int count = ReadSplineAnchors(kf, anchors);
+  return SplineValue(s, kf.GetTimeTranslation(), anchors, count);
+}
+
+unsigned int ReadSplineAnchors(const CKeyFrame& kf, Anchor (&anchors)[kMaxSplineAnchors]) {
   unsigned int count = 0;
-  if (!prev.GetAnchors(anchors, kMaxAnchors, count)) {
+  if (!kf.GetAnchors(anchors, kMaxSplineAnchors, count)) {
     // An incomplete or overlong list leaves records unwritten: read them as
     // zeros, never as whatever the stack held.
     std::fill(std::begin(anchors), std::end(anchors), Anchor{0.0, 0.0});
-    prev.GetAnchors(anchors, kMaxAnchors, count);
+    kf.GetAnchors(anchors, kMaxSplineAnchors, count);
   }
-  return SplineValue(s, prev.GetTimeTranslation(), anchors, std::min(count, kMaxAnchors));
+  return std::min(count, kMaxSplineAnchors);
 }
 
-struct Kind {
-  unsigned int code;
-  double (*value)(const Segment& s, const CKeyFrame& prev, double def);
-};
+// ===========================================================================
+// 4. InterpolateDouble (the blend itself is InterpolateKeys, qdsegment.h)
+// ===========================================================================
 
-// Hold and Custom never get here: they hold the first value.
-constexpr Kind kKinds[] = {
-    {INTERPOLATION_LINEAR, &LinearKind},
-    {INTERPOLATION_BEZIER, &BezierKind},
-    {INTERPOLATION_LINLOG, &LinLogKind},
-    {INTERPOLATION_SPLINE, &SplineKind},
-};
-
-const Kind* FindKind(unsigned int code) {
-  for (const Kind& kind : kKinds) {
-    if (kind.code == code) return &kind;
-  }
-  return nullptr;
+double UnknownInterpolation(double def) {
+  QD_ILLEGAL_CODE_POINT("InterpolateDouble - unknown interpolation specified",
+                        kInterpolateDoubleSignature);
+  return def;
 }
-
-}  // namespace
-
-// ===========================================================================
-// 4. InterpolateDouble
-// ===========================================================================
 
 double InterpolateDouble(mtime time, mtime duration, const CKeyFrame* prev, mtime prevTime,
                          const CKeyFrame* next, mtime nextTime, double def) {
-  if (!prev && !next) return def;
-  if (prev && (prev->GetTimeTranslation() & TIMETRANSLATION_EASEINOUT)) {
-    time = TimeTranslationEaseInOut(time, prevTime, nextTime);
-  }
-  // The segment's first keyframe governs it; before the first keyframe the
-  // second one's value holds.
-  const unsigned int code = prev ? prev->GetInterpolation() : INTERPOLATION_HOLD;
-  if (nextTime - prevTime < kShortestSegment || code == INTERPOLATION_HOLD ||
-      code == INTERPOLATION_CUSTOM) {
-    return prev ? prev->GetValueDouble() : next->GetValueDouble();
-  }
-  const Kind* kind = FindKind(code);
-  if (!kind) {
-    QD_ILLEGAL_CODE_POINT("InterpolateDouble - unknown interpolation specified",
-                          kInterpolateDoubleSignature);
-    return def;
-  }
-  const double y0 = prev->GetValueDouble();  // prev is set: without it the code is Hold
-  if (!next) return y0;
-  const Segment segment{time, duration, prevTime, nextTime, y0, next->GetValueDouble()};
-  return kind->value(segment, *prev, def);
+  return InterpolateKeys(time, duration, prev, prevTime, next, nextTime, def);
 }
 
 // ===========================================================================
@@ -405,45 +356,63 @@ T ClampToLimits(T value, bool hasMin, T lower, bool hasMax, T upper, const char*
 
 }  // namespace
 
+DoubleLimits ReadDoubleLimits(const CParam& param) {
+  DoubleLimits limits;
+  param.GetGranularityDouble(limits.grid);
+  limits.hasMin = param.GetMinValueDouble(limits.min);
+  limits.hasMax = param.GetMaxValueDouble(limits.max);
+  return limits;
+}
+
+LongLimits ReadLongLimits(const CParam& param) {
+  LongLimits limits;
+  param.GetGranularityLong(limits.grid);
+  limits.hasMin = param.GetMinValueLong(limits.min);
+  limits.hasMax = param.GetMaxValueLong(limits.max);
+  return limits;
+}
+
 // The limits move inward onto the grid, so a snapped value never leaves them.
-double EnforceRestricitionsDouble(const CParam& param, double value) {
-  double grid = 0.0, lower = 0.0, upper = 0.0;
-  param.GetGranularityDouble(grid);
-  const bool hasMin = param.GetMinValueDouble(lower);
-  const bool hasMax = param.GetMaxValueDouble(upper);
+double EnforceDoubleLimits(const DoubleLimits& limits, double value) {
+  const double grid = limits.grid;
+  double lower = limits.min, upper = limits.max;
   if (grid > 0.0) {
-    if (hasMin) {
+    if (limits.hasMin) {
       const double snapped = SnapToGrid(lower, grid);
       lower = lower > snapped ? snapped + grid : snapped;
     }
-    if (hasMax) {
+    if (limits.hasMax) {
       const double snapped = SnapToGrid(upper, grid);
       upper = snapped > upper ? snapped - grid : snapped;
     }
     value = SnapToGrid(value, grid);
   }
-  return ClampToLimits(value, hasMin, lower, hasMax, upper, kEnforceDoubleSignature);
+  return ClampToLimits(value, limits.hasMin, lower, limits.hasMax, upper, kEnforceDoubleSignature);
 }
 
-long EnforceRestricitionsLong(const CParam& param, long value) {
-  long grid = 0, min = 0, max = 0;
-  param.GetGranularityLong(grid);
-  const bool hasMin = param.GetMinValueLong(min);
-  const bool hasMax = param.GetMaxValueLong(max);
-  const int g = ToInt32(grid);
-  int lower = ToInt32(min), upper = ToInt32(max), v = ToInt32(value);
+long EnforceLongLimits(const LongLimits& limits, long value) {
+  const int g = ToInt32(limits.grid);
+  int lower = ToInt32(limits.min), upper = ToInt32(limits.max), v = ToInt32(value);
   if (g > 0) {
-    if (hasMin) {
+    if (limits.hasMin) {
       const int snapped = SnapToGrid(lower, g);
       lower = snapped < lower ? WrappingAdd(snapped, g) : snapped;
     }
-    if (hasMax) {
+    if (limits.hasMax) {
       const int snapped = SnapToGrid(upper, g);
       upper = snapped > upper ? WrappingAdd(snapped, -g) : snapped;
     }
     v = SnapToGrid(v, g);
   }
-  return ClampToLimits(v, hasMin, lower, hasMax, upper, kEnforceLongSignature);
+  return ClampToLimits(v, limits.hasMin, lower, limits.hasMax, upper, kEnforceLongSignature);
+}
+
+double EnforceRestricitionsDouble(const CParam& param, double value) {
+  return EnforceDoubleLimits(ReadDoubleLimits(param), value);
+}
+
+long EnforceRestricitionsLong(const CParam& param, long value) {
+  return EnforceLongLimits(ReadLongLimits(param), value);
 }
 
 }  // namespace qdcore

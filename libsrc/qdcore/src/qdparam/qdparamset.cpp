@@ -8,6 +8,7 @@
 
 #include "codetable.h"
 #include "qdassert.h"
+#include "qdparamindex.h"
 
 namespace qdcore {
 
@@ -46,17 +47,6 @@ class IdText {
   wchar m_text[16] = {};
   std::size_t m_length = 0;
 };
-
-// The first parameter of `list` that `matches`, or null.
-template <typename Match>
-const CParam* FindFirst(const CParamList& list, Match matches) {
-  unsigned int count = 0;
-  const CParam* params = list.GetArray(count);
-  for (unsigned int i = 0; i < count; ++i) {
-    if (matches(params[i])) return &params[i];
-  }
-  return nullptr;
-}
 
 // What the set promises of every parameter it holds.
 bool IsStorable(const CParam& param) {
@@ -115,9 +105,11 @@ void CParamSet::SetDuration(const mtime& duration) { *m_Duration = duration; }
 // Lookup
 // ---------------------------------------------------------------------------
 
+// Lookups run per frame: an index answers once the set stops changing.
 const CParam* CParamSet::Get(const CZPoolString& attribute, const CZPoolString& value) const {
-  return FindFirst(m_Params,
-                   [&](const CParam& p) { return p.FindAttribute(attribute) == value; });
+  unsigned int count = 0;
+  const CParam* params = m_Params.GetArray(count);
+  return FindParam(params, count, attribute, value.view());
 }
 
 CParam* CParamSet::Get(const CZPoolString& attribute, const CZPoolString& value) {
@@ -130,8 +122,9 @@ CParam* CParamSet::Get(const CZPoolString& name) { return Get(kName, name); }
 
 const CParam* CParamSet::Get(unsigned long id) const {
   const IdText text(id);
-  return FindFirst(m_Params,
-                   [&](const CParam& p) { return p.FindAttribute(kId).view() == text.view(); });
+  unsigned int count = 0;
+  const CParam* params = m_Params.GetArray(count);
+  return FindParam(params, count, kId, text.view());
 }
 
 CParam* CParamSet::Get(unsigned long id) {

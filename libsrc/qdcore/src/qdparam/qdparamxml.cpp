@@ -1,5 +1,7 @@
 // CParam and XML: loading from and storing to "Parameter" elements, updates
 // from parameters, "Value" and "Preset" elements, and presets.
+#include <cstdint>
+
 #include "qdassert.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
@@ -91,11 +93,28 @@ bool CParam::Load(const CXMLObject& xml) {
   Reset();
   bool ok = true;
   if (source.IsName(kParameter)) ok = MergeAttributes(source, true);
+  // Room for every keyframe at once: no growth steps, no slack, no moves.
+  const unsigned int keyframes = source.GetNElements(kKeyframe);
+  if (keyframes) m_KeyFrameList.CZMemory::Realloc(std::uint64_t{keyframes} * sizeof(CKeyFrame));
+  // Each keyframe is what CKeyFrame(*this, child) makes: this definition
+  // with the stored element (named "Keyframe", as the search says). The
+  // definition is made once and copied into the list, where it takes the
+  // element.
+  const CKeyFrame definition(*this);
+  const auto takeElement = [this](const CXMLObject& element) {
+    try {
+      static_cast<CXMLObject&>(*Get(GetSize() - 1)) = element;
+    } catch (...) {
+      Remove(GetSize() - 1);  // out of memory: no keyframe without its element stays
+      throw;
+    }
+  };
   for (const CXMLObject* child = source.FindNextElement(kKeyframe, nullptr); child;
        child = source.FindNextElement(kKeyframe, child)) {
-    const CKeyFrame keyFrame(*this, *child);
-    const bool added = keyFrame && QD_VERIFY(keyFrame.m_Type == GetType(), kSignature) &&
-                       m_KeyFrameList.Add(keyFrame);
+    const bool added = QD_VERIFY_TEXT(definition.m_Type == GetType(),
+                                      "keyFrame.m_Type == GetType()", kSignature) &&
+                       m_KeyFrameList.Add(definition);
+    if (added) takeElement(*child);
     ok = added && ok;
   }
   ok = CopyChildren(source, *this, kBinary, false) && ok;
@@ -107,13 +126,12 @@ bool CParam::Load(const CXMLObject& xml) {
 }
 
 // Storing into this parameter's own element is harmless: the keyframes come
-// from the list, which the element does not hold.
+// from the list, which the element does not hold. A keyframe stores its own
+// element (CKeyFrame::Store), so that is what is added.
 bool CParam::Store(CXMLObject& xml) const {
   xml.Reassign(*this);
   for (const CKeyFrame* kf = FindNextKeyFrame(nullptr); kf; kf = FindNextKeyFrame(kf)) {
-    CXMLObject stored;
-    kf->Store(stored);
-    xml.Add(stored);
+    xml.Add(*kf);
   }
   return true;
 }

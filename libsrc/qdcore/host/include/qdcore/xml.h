@@ -1,6 +1,7 @@
 // The host's XML object model: elements, documents and writers.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -47,7 +48,7 @@ class QDHOST_API CXMLObject {
   // Copies share storage, except an element whose children were handed out
   // as writable pointers: that one is cloned (which may throw bad_alloc).
   CXMLObject(const CXMLObject& other);
-  CXMLObject(CXMLObject&& other) noexcept : m_node(other.m_node) { other.m_node = nullptr; }
+  CXMLObject(CXMLObject&& other) noexcept;
   CXMLObject& operator=(const CXMLObject& other);
   CXMLObject& operator=(CXMLObject&& other) noexcept;
   ~CXMLObject();
@@ -70,6 +71,10 @@ class QDHOST_API CXMLObject {
   CZPoolString FindAttribute(const CZPoolString& name) const noexcept;  // empty when absent
   CZPoolString FindAttribute(const wchar* name) const;
   bool HasAttribute(const CZPoolString& name) const noexcept;
+  // FindAttribute(name) == text, without taking a copy of the text: cheap
+  // enough to compare many elements in a row.
+  bool AttributeEquals(const CZPoolString& name, const CZPoolString& text) const noexcept;
+  bool AttributeEquals(const CZPoolString& name, std::u16string_view text) const noexcept;
   // Prefix parse in the "C" locale; the default when absent, 0 when the text
   // holds no number.
   long FindAttributeInt(const CZPoolString& name, long defaultValue = 0) const noexcept;
@@ -152,10 +157,35 @@ class QDHOST_API CXMLObject {
   // (binary data compares with its base64 text).
   bool IsEqual(const CXMLObject& other) const;
 
+  // ---- change tracking, for callers that keep what they read
+  // What a handle held when observed: its storage and that storage's version.
+  struct Stamp {
+    std::uintptr_t storage = 0;  // an address, kept only to compare
+    std::uint64_t version = 0;
+  };
+  // Watches this element's own storage (not its children's) from now on and
+  // returns its stamp. Any later write to watched storage, and any handle
+  // that drops or replaces watched storage, advances XMLWriteEpoch().
+  Stamp Observe() const noexcept;
+  // True when this handle still holds the storage `stamp` was taken from,
+  // unchanged since. Never true for a null handle.
+  bool IsUnchanged(const Stamp& stamp) const noexcept;
+
  private:
   Node* Writable();
   Node* m_node = nullptr;
 };
+
+namespace detail {
+extern QDHOST_API std::atomic<std::uint64_t> xmlWriteEpoch;  // read through XMLWriteEpoch()
+}  // namespace detail
+
+// Advances whenever watched storage changes (see CXMLObject::Observe), and
+// only then: what was read of watched elements at one epoch still holds
+// while the epoch stays the same. Writes to unwatched elements cost nothing.
+inline std::uint64_t XMLWriteEpoch() noexcept {
+  return detail::xmlWriteEpoch.load(std::memory_order_acquire);
+}
 
 // ---------------------------------------------------------------------------
 // Writers

@@ -1,0 +1,135 @@
+// Lookups of a set's parameters by attribute text (see qdparamindex.h).
+#include "qdparamindex.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace qdcore {
+
+namespace {
+
+std::uint32_t Hash(std::u16string_view text) noexcept {
+  std::uint64_t hash = 0xCBF29CE484222325ull;  // FNV-1a over the code units
+  for (const wchar c : text) hash = (hash ^ c) * 0x100000001B3ull;
+  return static_cast<std::uint32_t>(hash ^ (hash >> 32));
+}
+
+const CParam* Scan(const CParam* params, unsigned int count, const CZPoolString& attribute,
+                   std::u16string_view text) {
+  for (unsigned int i = 0; i < count; ++i) {
+    if (params[i].AttributeEquals(attribute, text)) return params + i;
+  }
+  return nullptr;
+}
+
+// One list's parameters by one attribute's text: open addressing over the
+// texts' hashes, in storage of its own, so that lookups never allocate.
+// Longer lists are compared parameter by parameter.
+class AttributeIndex {
+ public:
+  static constexpr unsigned int kMostIndexed = 256;
+
+  bool Describes(const CParam* params, unsigned int count, const CZPoolString& attribute) const {
+    return m_params == params && m_count == count && m_attribute.same(attribute) && m_params;
+  }
+
+  // A lookup of a list this index does not describe: it describes it from
+  // now on, and is built when the next lookup finds nothing written since.
+  void Take(const CParam* params, unsigned int count, const CZPoolString& attribute) {
+    m_params = params;
+    m_count = count;
+    m_attribute = attribute;
+    m_epoch = XMLWriteEpoch();
+    m_built = false;
+  }
+
+  const CParam* Find(std::u16string_view text) {
+    const std::uint64_t epoch = XMLWriteEpoch();
+    if (epoch != m_epoch) {
+      m_epoch = epoch;
+      m_built = false;
+    } else if (!m_built) {
+      m_built = Build();
+    }
+    if (!m_built) return Scan(m_params, m_count, m_attribute, text);
+    const std::uint32_t hash = Hash(text);
+    for (std::size_t at = hash & m_mask; m_slots[at].position; at = (at + 1) & m_mask) {
+      const CParam& candidate = m_params[m_slots[at].position - 1];
+      if (m_slots[at].hash == hash && candidate.AttributeEquals(m_attribute, text))
+        return &candidate;
+    }
+    return nullptr;
+  }
+
+ private:
+  struct Slot {
+    std::uint32_t position = 0;  // in the list, plus one; 0: empty
+    std::uint32_t hash = 0;
+  };
+
+  // False when the list cannot be indexed: too long, or a parameter without
+  // storage, which would take new storage that no watcher sees.
+  bool Build() {
+    if (m_count > kMostIndexed) return false;
+    std::size_t size = 4;
+    while (size < 2 * std::size_t{m_count}) size *= 2;
+    m_mask = size - 1;
+    std::fill(m_slots.begin(), m_slots.begin() + size, Slot{});
+    for (unsigned int i = 0; i < m_count; ++i) {
+      const CXMLObject& element = m_params[i];
+      if (!element) return false;
+      element.Observe();
+      Insert(i);
+    }
+    return true;
+  }
+
+  // Equal texts keep the first parameter: lookups answer the first match.
+  void Insert(unsigned int position) {
+    const CZPoolString text = m_params[position].FindAttribute(m_attribute);
+    const std::uint32_t hash = Hash(text.view());
+    std::size_t at = hash & m_mask;
+    for (; m_slots[at].position; at = (at + 1) & m_mask) {
+      const CParam& taken = m_params[m_slots[at].position - 1];
+      if (m_slots[at].hash == hash && taken.AttributeEquals(m_attribute, text.view())) return;
+    }
+    m_slots[at] = {position + 1, hash};
+  }
+
+  const CParam* m_params = nullptr;
+  unsigned int m_count = 0;
+  CZPoolString m_attribute;
+  std::uint64_t m_epoch = 0;
+  bool m_built = false;
+  std::size_t m_mask = 0;
+  std::array<Slot, 2 * kMostIndexed> m_slots;
+};
+
+// Per thread, so that readers share nothing. A few, for a host that asks
+// several sets (and both names and ids) in turn.
+struct RecentIndexes {
+  std::array<AttributeIndex, 4> indexes;
+  std::size_t next = 0;  // the one to take over next
+
+  AttributeIndex& For(const CParam* params, unsigned int count, const CZPoolString& attribute) {
+    for (AttributeIndex& index : indexes) {
+      if (index.Describes(params, count, attribute)) return index;
+    }
+    AttributeIndex& taken = indexes[next];
+    next = (next + 1) % indexes.size();
+    taken.Take(params, count, attribute);
+    return taken;
+  }
+};
+
+}  // namespace
+
+const CParam* FindParam(const CParam* params, unsigned int count, const CZPoolString& attribute,
+                        std::u16string_view text) {
+  if (!params || count == 0) return nullptr;
+  thread_local RecentIndexes recent;
+  return recent.For(params, count, attribute).Find(text);
+}
+
+}  // namespace qdcore

@@ -541,19 +541,22 @@ CParam::EvalCache::Run CParam::EvalCache::FillRun(const CParam& param, mtime dur
   return {end - from, true};
 }
 
+const CKeyFrame* LiveSteppedKeyFrame(const CParam& param, mtime time, mtime duration,
+                                     mtime minDuration) {
+  const CKeyFrame* prev = nullptr;
+  const CKeyFrame* next = nullptr;
+  mtime prevTime, nextTime;
+  double integral = 0.0;
+  DetermineKeyFrame(time, param, duration, minDuration, prev, prevTime, next, nextTime, false,
+                    integral);
+  return prev ? prev : next;
+}
+
 const CKeyFrame* CParam::EvalCache::Stepped(const CParam& param, mtime time, mtime duration,
                                             mtime minDuration, const KeyRecord*& record,
                                             unsigned int& cursor) const {
   record = nullptr;
-  if (m_liveWalk) {
-    const CKeyFrame* prev = nullptr;
-    const CKeyFrame* next = nullptr;
-    mtime prevTime, nextTime;
-    double integral = 0.0;
-    DetermineKeyFrame(time, param, duration, minDuration, prev, prevTime, next, nextTime, false,
-                      integral);
-    return prev ? prev : next;
-  }
+  if (m_liveWalk) return LiveSteppedKeyFrame(param, time, duration, minDuration);
   if (!(duration > 0.0)) VerifyWalkDuration(duration);
   const unsigned int stop = Walk(time, duration, minDuration, cursor).index;
   if (m_keyCount == 0) return nullptr;

@@ -44,6 +44,12 @@ struct Timeline {
   static constexpr unsigned int kNoHint = ~0u;
 };
 
+// The keyframe whose value a stepping (Bool, String) parameter takes at
+// `time`, by the list-order walk: the last one at or before it, else the
+// first; null without keyframes.
+const CKeyFrame* LiveSteppedKeyFrame(const CParam& param, mtime time, mtime duration,
+                                     mtime minDuration);
+
 // A typed value of the parameter (static or inactive) as its getter reads it.
 struct StoredValue {
   bool present = false;

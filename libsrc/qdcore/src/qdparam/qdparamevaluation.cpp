@@ -263,18 +263,6 @@ bool ValueBool(const Param& param, const mtime& time, const mtime& duration, mti
   }
 }
 
-// Stepped keyframes of a String parameter, read live.
-const CKeyFrame* SteppedKeyFrame(const CParam& param, const mtime& time, const mtime& duration,
-                                 mtime minDuration) {
-  const CKeyFrame* prev = nullptr;
-  const CKeyFrame* next = nullptr;
-  mtime prevTime, nextTime;
-  double integral = 0.0;
-  DetermineKeyFrame(time, param, duration, minDuration, prev, prevTime, next, nextTime, false,
-                    integral);
-  return prev ? prev : next;
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -324,7 +312,7 @@ CZPoolString CParam::GetValueString(const mtime& time, const mtime& duration,
     return def;
   }
   if (GetKeyFrameStatus()) {
-    if (const CKeyFrame* kf = SteppedKeyFrame(*this, time, duration, *std::as_const(m_MinDuration))) {
+    if (const CKeyFrame* kf = LiveSteppedKeyFrame(*this, time, duration, *std::as_const(m_MinDuration))) {
       return kf->GetValueString(v) ? v : def;
     }
   }

@@ -37,11 +37,7 @@ Wheel BlendOne(const Wheel& a, const Wheel& b, double w) {
 }  // namespace
 
 TEST(ColorWheel, WheelsBlendThroughMixedColours) {
-  struct Case {
-    Wheel a, b;
-    double w;
-    Wheel expected;
-  };
+  struct Case { Wheel a, b; double w; Wheel expected; };
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const Case cases[] = {
       {{350, 100}, {10, 100}, 0.5, {0, 100, 0, 1}},  // the short way round, to red

@@ -12,10 +12,8 @@ using namespace qdtest;
 
 namespace {
 
-struct Polygon {
-  std::int32_t count;  // as stored; may disagree with the points given
-  std::vector<float> coordinates;
-};
+// A polygon's count as stored, which may disagree with the points given.
+struct Polygon { std::int32_t count; std::vector<float> coordinates; };
 
 Payload Mask(std::initializer_list<float> frame, std::int32_t polygonCount,
              const std::vector<Polygon>& polygons, std::uint32_t lead = 0x01020304) {

@@ -29,11 +29,7 @@ std::optional<unsigned int> Blend(const Payload& a, const Payload& b, double w, 
 }  // namespace
 
 TEST(SplitGraph, EachKindBlendsItsTailAndAnswersItsLength) {
-  struct Case {
-    std::uint32_t kind, count;
-    std::size_t numbers;
-    unsigned int length;
-  };
+  struct Case { std::uint32_t kind, count; std::size_t numbers; unsigned int length; };
   const Case cases[] = {{0, 0, 14, 60}, {1, 0, 13, 56}, {2, 0, 10, 48}, {2, 5, 15, 68},
                         {3, 0, 20, 84}, {4, 0, 22, 92}, {5, 0, 22, 92}};
   for (const Case& c : cases) {

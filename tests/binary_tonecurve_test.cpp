@@ -11,9 +11,7 @@ using namespace qdtest;
 
 namespace {
 
-struct Point {
-  float x, y;
-};
+struct Point { float x, y; };
 using Curve = std::vector<Point>;
 const Curve kIdentity{{0, 0}, {1, 1}};
 
@@ -136,11 +134,8 @@ TEST(ToneCurve, NearAKeyframeItsCurvesComeBackCutToThePayloadSize) {
   const Payload identities = Tone({kIdentity, kIdentity, kIdentity, kIdentity});
   Payload trailing = identities;
   trailing.resize(88, 7);
-  struct Case {
-    Payload payload;
-    unsigned int result;
-    Payload written;  // the rest of the buffer stays untouched
-  };
+  // `written`: what the buffer receives; the rest of it stays untouched.
+  struct Case { Payload payload; unsigned int result; Payload written; };
   const Case cases[] = {{Payload(12, 0xAB), 16, Head(identities, 16)},
                         {Payload(16, 0), 16, Head(identities, 16)},
                         {Payload(81, 0), 81, identities},

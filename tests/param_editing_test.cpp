@@ -8,26 +8,23 @@
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
 #include "support/capture.h"
+#include "support/xml.h"
 
 using namespace qdcore;
 
 namespace {
 
-CKeyFrame Key(unsigned int type, const wchar* position, double value,
-              unsigned int interpolation = INTERPOLATION_LINEAR) {
+CKeyFrame Key(const wchar* position, double value, unsigned int type = PARAM_DOUBLE) {
   CKeyFrame kf(type);
   kf.SetPositionValue(position);
-  if (type == PARAM_LONG) {
-    kf.SetValueLong(static_cast<long>(value));
-  } else if (type == PARAM_DOUBLE) {
-    kf.SetValueDouble(value);
-  }
-  kf.SetInterpolation(interpolation);
+  if (type == PARAM_LONG) kf.SetValueLong(static_cast<long>(value));
+  if (type == PARAM_DOUBLE) kf.SetValueDouble(value);
+  kf.SetInterpolation(INTERPOLATION_LINEAR);
   return kf;
 }
 
 // A parameter with keyframes appended as given (no values computed).
-CParam WithKeys(unsigned int type, const std::vector<CKeyFrame>& keys) {
+CParam WithKeys(const std::vector<CKeyFrame>& keys, unsigned int type = PARAM_DOUBLE) {
   CParam param(type, u"p", 1);
   for (const CKeyFrame& kf : keys) EXPECT_TRUE(param.Add(kf, 10.0, false));
   return param;
@@ -36,26 +33,28 @@ CParam WithKeys(unsigned int type, const std::vector<CKeyFrame>& keys) {
 std::vector<std::string> Positions(const CParam& param) {
   std::vector<std::string> out;
   for (const CKeyFrame* kf = param.FindNextKeyFrame(nullptr); kf; kf = param.FindNextKeyFrame(kf)) {
-    out.push_back(ToUtf8(kf->FindAttribute(CStringPool::GetStringRef(u"position")).view()));
+    out.push_back(qdtest::Attr(*kf, u"position"));
   }
   return out;
 }
 
+using Texts = std::vector<std::string>;
+
 }  // namespace
 
 TEST(ParamEditing, KeepsTheCallersOrderAndAnswersTheRequestedIndex) {
-  CParam param = WithKeys(PARAM_DOUBLE, {Key(PARAM_DOUBLE, u"0.5", 1), Key(PARAM_DOUBLE, u"0.1", 2)});
-  EXPECT_EQ(param.Insert(Key(PARAM_DOUBLE, u"0.9", 3), 1, 10.0, false), 1);
-  EXPECT_EQ(param.Insert(Key(PARAM_DOUBLE, u"0.7", 4), 7, 10.0, false), 7);  // appended, not clamped
-  EXPECT_EQ(Positions(param), (std::vector<std::string>{"0.5", "0.9", "0.1", "0.7"}));
+  CParam param = WithKeys({Key(u"0.5", 1), Key(u"0.1", 2)});
+  EXPECT_EQ(param.Insert(Key(u"0.9", 3), 1, 10.0, false), 1);
+  EXPECT_EQ(param.Insert(Key(u"0.7", 4), 7, 10.0, false), 7);  // appended, not clamped
+  EXPECT_EQ(Positions(param), (Texts{"0.5", "0.9", "0.1", "0.7"}));
   // With setValue, the append path answers the index it really used.
-  EXPECT_EQ(param.Insert(Key(PARAM_DOUBLE, u"0.8", 5), 9, 10.0, true), 4);
+  EXPECT_EQ(param.Insert(Key(u"0.8", 5), 9, 10.0, true), 4);
   EXPECT_EQ(param.GetSize(), 5u);
 }
 
 TEST(ParamEditing, PointersMapToIndexesAndForeignOnesFailQuietly) {
-  CParam param = WithKeys(PARAM_DOUBLE, {Key(PARAM_DOUBLE, u"0", 1), Key(PARAM_DOUBLE, u"1", 2)});
-  CParam other = WithKeys(PARAM_DOUBLE, {Key(PARAM_DOUBLE, u"0", 1)});
+  CParam param = WithKeys({Key(u"0", 1), Key(u"1", 2)});
+  CParam other = WithKeys({Key(u"0", 1)});
   CKeyFrame* second = param.Get(1);
   CKeyFrame* foreign = other.Get(0);
   EXPECT_EQ(param.GetIndex(second), 1);
@@ -64,30 +63,21 @@ TEST(ParamEditing, PointersMapToIndexesAndForeignOnesFailQuietly) {
   EXPECT_EQ(param.Get(2), nullptr);
   EXPECT_EQ(param.FindNextKeyFrame(second), nullptr);
   EXPECT_EQ(param.FindNextKeyFrame(foreign), nullptr);
-  EXPECT_EQ(param.Insert(Key(PARAM_DOUBLE, u"0.5", 3), nullptr, 10.0, false), 0);
-  EXPECT_EQ(param.Insert(Key(PARAM_DOUBLE, u"0.5", 3), foreign, 10.0, false), 0);
+  EXPECT_EQ(param.Insert(Key(u"0.5", 3), nullptr, 10.0, false), 0);
+  EXPECT_EQ(param.Insert(Key(u"0.5", 3), foreign, 10.0, false), 0);
   EXPECT_EQ(param.GetSize(), 2u);
-  EXPECT_EQ(param.Insert(Key(PARAM_DOUBLE, u"0.5", 3), second, 10.0, false), 1);
-  EXPECT_EQ(Positions(param), (std::vector<std::string>{"0", "0.5", "1"}));
-  EXPECT_FALSE(param.Remove(foreign));
-  EXPECT_FALSE(param.Remove(static_cast<CKeyFrame*>(nullptr)));
-  EXPECT_TRUE(param.Remove(param.Get(0)));
-  EXPECT_TRUE(param.Remove(1u));
-  EXPECT_TRUE(param.Remove(0u));
+  EXPECT_EQ(param.Insert(Key(u"0.5", 3), second, 10.0, false), 1);
+  EXPECT_EQ(Positions(param), (Texts{"0", "0.5", "1"}));
+  EXPECT_FALSE(param.Remove(foreign) || param.Remove(static_cast<CKeyFrame*>(nullptr)));
+  EXPECT_TRUE(param.Remove(param.Get(0)) && param.Remove(1u) && param.Remove(0u));
   EXPECT_FALSE(param.Remove(0u));
-  EXPECT_EQ(param.GetSize(), 0u);
   EXPECT_EQ(param.FindNextKeyFrame(nullptr), nullptr);
   EXPECT_EQ(param.GetIndex(foreign), -1);
 }
 
-TEST(ParamEditing, InsertedKeyframesTakeTheirNeighboursValues) {
-  struct Case {
-    const char* what;
-    unsigned int type;
-    const wchar* position;
-    unsigned int index;
-    double expected;
-  } cases[] = {
+TEST(ParamEditing, NewKeyframesTakeTheParametersValueWhereTheyLand) {
+  struct Case { const char* what; unsigned int type; const wchar* position; unsigned int index; double expected; }
+  cases[] = {
       {"first keyframe's value at index 0", PARAM_DOUBLE, u"0.9", 0, 0.0},
       {"linear midpoint", PARAM_DOUBLE, u"0.5", 1, 5.0},
       {"long midpoint", PARAM_LONG, u"0.5", 1, 5.0},
@@ -95,46 +85,27 @@ TEST(ParamEditing, InsertedKeyframesTakeTheirNeighboursValues) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    CParam param = WithKeys(c.type, {Key(c.type, u"0", 0), Key(c.type, u"1", 10)});
-    ASSERT_EQ(param.Insert(Key(c.type, c.position, 99), c.index, 10.0, true), static_cast<int>(c.index));
+    CParam param = WithKeys({Key(u"0", 0, c.type), Key(u"1", 10, c.type)}, c.type);
+    ASSERT_EQ(param.Insert(Key(c.position, 99, c.type), c.index, 10.0, true), static_cast<int>(c.index));
     EXPECT_EQ(param.Get(c.index)->GetValueDouble(), c.expected);
   }
-  CParam negative = WithKeys(PARAM_LONG, {Key(PARAM_LONG, u"0", 0), Key(PARAM_LONG, u"1", -10)});
-  negative.Insert(Key(PARAM_LONG, u"0.25", 0), 1, 10.0, true);
+  CParam negative = WithKeys({Key(u"0", 0, PARAM_LONG), Key(u"1", -10, PARAM_LONG)}, PARAM_LONG);
+  negative.Insert(Key(u"0.25", 0, PARAM_LONG), 1, 10.0, true);
   EXPECT_EQ(negative.Get(1)->GetValueLong(), -3);  // -2.5 rounds away from zero
-}
-
-TEST(ParamEditing, StringsTakeThePreviousValueAndSubPropsAddNothing) {
-  CParam text(PARAM_STRING, u"t", 1);
-  CKeyFrame a(PARAM_STRING), b(PARAM_STRING);
-  a.SetPositionValue(u"0");
-  a.SetValueString(u"before");
-  b.SetPositionValue(u"1");
-  b.SetValueString(u"after");
-  text.Add(a, 10.0, false);
-  text.Add(b, 10.0, false);
-  CKeyFrame middle(PARAM_STRING);
-  middle.SetPositionValue(u"0.5");
-  text.Insert(middle, 1, 10.0, true);
+  CParam appended = WithKeys({Key(u"0", 0), Key(u"1", 10)});
+  appended.SetKeyFrameStatus(true);
+  ASSERT_TRUE(appended.Add(Key(u"0.3", 99), 10.0, true));
+  EXPECT_DOUBLE_EQ(appended.Get(2)->GetValueDouble(), 3.0);
+  // Strings take the previous value; a property tree takes no keyframes.
+  CKeyFrame before = Key(u"0", 0, PARAM_STRING), after = Key(u"1", 0, PARAM_STRING);
+  before.SetValueString(u"before");
+  after.SetValueString(u"after");
+  CParam text = WithKeys({before, after}, PARAM_STRING);
+  text.Insert(Key(u"0.5", 0, PARAM_STRING), 1, 10.0, true);
   EXPECT_TRUE(text.Get(1)->GetValueString() == u"before");
-
-  CXMLObject xml(CStringPool::GetStringRef(u"Parameter"));
-  xml.SetAttribute(CStringPool::GetStringRef(u"type"), u"SubProp");
-  CParam tree(xml);
-  CKeyFrame key(PARAM_SUBPROP);
-  key.SetPositionValue(u"0");
-  EXPECT_TRUE(tree.Add(key, 10.0, true));
+  CParam tree(qdtest::Element(u"Parameter", {{u"type", u"SubProp"}}));
+  EXPECT_TRUE(tree.Add(Key(u"0", 0, PARAM_SUBPROP), 10.0, true));
   EXPECT_EQ(tree.GetSize(), 0u);
-}
-
-TEST(ParamEditing, KeyframesTakeTheParametersTypeAndEmptyOnesAreRefused) {
-  CParam param(PARAM_DOUBLE, u"p", 1);
-  ASSERT_TRUE(param.Add(Key(PARAM_LONG, u"0", 1), 10.0, false));
-  EXPECT_EQ(param.Get(0)->m_Type, static_cast<unsigned int>(PARAM_DOUBLE));
-  CKeyFrame empty(PARAM_DOUBLE);
-  empty.Free();
-  EXPECT_EQ(param.Insert(empty, 0u, 10.0, false), -1);
-  EXPECT_EQ(param.GetSize(), 1u);
 }
 
 // Appending a keyframe as it is, which only the parameter itself and derived
@@ -144,35 +115,31 @@ struct AppendingParam : CParam {
   using CParam::CParam;
 };
 
-TEST(ParamEditing, AppendingAnotherTypeReports) {
+TEST(ParamEditing, KeyframesTakeTheParametersTypeAndEmptyOnesAreRefused) {
   AppendingParam param(PARAM_DOUBLE, u"p", 1);
-  CKeyFrame wrong = Key(PARAM_LONG, u"0", 1);
+  ASSERT_TRUE(param.Add(Key(u"0", 1, PARAM_LONG), 10.0, false));
+  EXPECT_EQ(param.Get(0)->m_Type, static_cast<unsigned int>(PARAM_DOUBLE));
+  CKeyFrame empty(PARAM_DOUBLE);
+  empty.Free();
+  EXPECT_EQ(param.Insert(empty, 0u, 10.0, false), -1);
   qdtest::AssertCapture asserts;
+  CKeyFrame wrong = Key(u"0", 1, PARAM_LONG);
   EXPECT_FALSE(param.AddKey(wrong, 10.0, false));
+  EXPECT_EQ(param.GetSize(), 1u);
   ASSERT_EQ(asserts.reports().size(), 1u);
   EXPECT_EQ(asserts.reports()[0].expression, "keyFrame.m_Type == GetType()");
   EXPECT_EQ(asserts.reports()[0].signature,
             "bool __cdecl qdcore::CParam::AddKey(class qdcore::CKeyFrame &,const class qdcore::mtime &,bool)");
-  EXPECT_EQ(param.GetSize(), 0u);
-}
-
-TEST(ParamEditing, AddWithValueTakesTheParametersValueAtTheKeyframe) {
-  CParam param = WithKeys(PARAM_DOUBLE, {Key(PARAM_DOUBLE, u"0", 0), Key(PARAM_DOUBLE, u"1", 10)});
-  param.SetKeyFrameStatus(true);
-  ASSERT_TRUE(param.Add(Key(PARAM_DOUBLE, u"0.3", 99), 10.0, true));
-  EXPECT_DOUBLE_EQ(param.Get(2)->GetValueDouble(), 3.0);
 }
 
 TEST(ParamEditing, MinimumDurationCoversKeyframesFromBothEnds) {
-  CParam param = WithKeys(PARAM_DOUBLE, {Key(PARAM_DOUBLE, u"0.5", 1)});
-  EXPECT_EQ(static_cast<double>(param.GetMinDuration()), 0.0);  // relative only
-  CParam absolute = WithKeys(PARAM_DOUBLE, {Key(PARAM_DOUBLE, u"2s", 1), Key(PARAM_DOUBLE, u"5fs", 2),
-                                            Key(PARAM_DOUBLE, u"-3s", 3), Key(PARAM_DOUBLE, u"0.9", 4)});
+  EXPECT_EQ(static_cast<double>(WithKeys({Key(u"0.5", 1)}).GetMinDuration()), 0.0);  // relative only
+  CParam absolute = WithKeys({Key(u"2s", 1), Key(u"5fs", 2), Key(u"-3s", 3), Key(u"0.9", 4)});
   EXPECT_EQ(static_cast<double>(absolute.GetMinDuration()), 8.0);
   // Appending leaves the cache as it was; inserting an absolute time renews it.
-  absolute.Add(Key(PARAM_DOUBLE, u"7s", 5), 10.0, false);
+  absolute.Add(Key(u"7s", 5), 10.0, false);
   EXPECT_EQ(static_cast<double>(absolute.GetMinDuration()), 8.0);
-  absolute.Insert(Key(PARAM_DOUBLE, u"-4s", 6), 0u, 10.0, false);
+  absolute.Insert(Key(u"-4s", 6), 0u, 10.0, false);
   EXPECT_EQ(static_cast<double>(absolute.GetMinDuration()), 11.0);
   absolute.Reset();
   EXPECT_EQ(static_cast<double>(absolute.GetMinDuration()), 0.0);

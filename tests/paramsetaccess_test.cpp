@@ -2,37 +2,30 @@
 // object, placing the time on the set's time line, and the defaults.
 #include <gtest/gtest.h>
 
-#include <string_view>
-
 #include "qdparam/paramset.h"
 #include "support/capture.h"
+#include "support/xml.h"
 
 using namespace qdcore;
+using qdtest::P;
 
 namespace {
-
-CZPoolString P(const wchar* text) { return CStringPool::GetStringRef(text); }
 
 // A clip starting at 10 s and lasting 4 s. "ramp" climbs from 0 to 4 over
 // the clip (relative keyframes: the duration counts); "seconds" climbs 10 per
 // second from the clip's start (absolute keyframes: the start time counts).
 CParamSet Clip() {
-  CXMLDoc doc;
-  EXPECT_EQ(doc.OpenDocMemory(std::string_view(
-                R"(<Property>)"
-                R"(<Parameter id="1" name="ramp" value="0" useKeyframe="True">)"
-                R"(<Keyframe position="0" value="0" interpolation="Linear"/>)"
-                R"(<Keyframe position="1" value="4" interpolation="Linear"/></Parameter>)"
-                R"(<Parameter id="2" name="seconds" type="Long" value="0" useKeyframe="True">)"
-                R"(<Keyframe position="0s" value="0" interpolation="Linear"/>)"
-                R"(<Keyframe position="3s" value="30" interpolation="Linear"/></Parameter>)"
-                R"(<Parameter id="3" name="caption" type="String" value="hello"/>)"
-                R"(<Parameter id="4" name="on" type="Bool" value="True"/>)"
-                R"(<Parameter id="5" name="curve" type="Binary"><Binary>AQID</Binary></Parameter>)"
-                R"(<Parameter id="6" name="level" value="3"/>)"
-                R"(</Property>)")),
-            0);
-  CParamSet set(doc.GetContentElement());
+  CParamSet set(qdtest::Parse(
+      R"(<Property><Parameter id="1" name="ramp" value="0" useKeyframe="True">)"
+      R"(<Keyframe position="0" value="0" interpolation="Linear"/>)"
+      R"(<Keyframe position="1" value="4" interpolation="Linear"/></Parameter>)"
+      R"(<Parameter id="2" name="seconds" type="Long" value="0" useKeyframe="True">)"
+      R"(<Keyframe position="0s" value="0" interpolation="Linear"/>)"
+      R"(<Keyframe position="3s" value="30" interpolation="Linear"/></Parameter>)"
+      R"(<Parameter id="3" name="caption" type="String" value="hello"/>)"
+      R"(<Parameter id="4" name="on" type="Bool" value="True"/>)"
+      R"(<Parameter id="5" name="curve" type="Binary"><Binary>AQID</Binary></Parameter>)"
+      R"(<Parameter id="6" name="level" value="3"/></Property>)"));
   set.SetStartTime(10.0);
   set.SetDuration(4.0);
   return set;

@@ -15,9 +15,7 @@ using namespace qdcore;
 
 namespace {
 
-struct Limits {
-  std::optional<double> granularity, min, max;
-};
+struct Limits { std::optional<double> granularity, min, max; };
 
 CParam Restricted(unsigned int type, const Limits& limits) {
   CParam param(type, u"p", 1);
@@ -32,10 +30,7 @@ CParam Restricted(unsigned int type, const Limits& limits) {
   return param;
 }
 
-struct Row {
-  Limits limits;
-  double value, expected;
-};
+struct Row { Limits limits; double value, expected; };
 
 }  // namespace
 

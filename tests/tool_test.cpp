@@ -15,34 +15,20 @@
 #include <string>
 #include <vector>
 
-#include "qdcore/xml.h"
 #include "support/capture.h"
+#include "support/xml.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using qdtest::ReadFile, qdtest::WriteFile;
 
 const std::string kTool = QD_TEST_TOOL;
 const std::string kExamples = QD_EXAMPLES_DIR;
 const std::string kPip = kExamples + "/pip.xml";
 const std::string kGrade = kExamples + "/colorgrade.xml";
 
-struct Result {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-void WriteFile(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+struct Result { int status; std::string out; std::string err; };
 
 // Runs the program in `folder` with its output in files there: no pipes to
 // fill up, and the exit status straight from waitpid.
@@ -95,7 +81,7 @@ class Tool : public ::testing::Test {
   void SetUp() override {
     if (kTool.empty()) GTEST_SKIP() << "built without the command-line program";
   }
-  Result Run(std::initializer_list<std::string> args) { return ::Run(m_folder.path(), args); }
+  Result Run(const std::vector<std::string>& args) { return ::Run(m_folder.path(), args); }
   std::string Path(const std::string& name) const { return m_folder.path() + "/" + name; }
   // A parameter set file in the test's folder.
   std::string SetFile(const std::string& name, const std::string& parameters) {
@@ -107,9 +93,7 @@ class Tool : public ::testing::Test {
   qdtest::TempDir m_folder;
 };
 
-// ---------------------------------------------------------------------------
-// eval
-// ---------------------------------------------------------------------------
+// ---- eval
 
 TEST_F(Tool, EvalPrintsATableOfEveryParameterOverTheDefaultClip) {
   const Result result = Run({"eval"});
@@ -129,58 +113,44 @@ TEST_F(Tool, EvalPrintsATableOfEveryParameterOverTheDefaultClip) {
   EXPECT_NE(lines[12].find("Thanks for watching"), std::string::npos);
 }
 
+// Each row: the time and the value, on the set's own time line (the fade-in
+// starts with the clip, wherever the clip starts).
 TEST_F(Tool, EvalSamplesTheRequestedTimes) {
-  struct Case {
-    std::initializer_list<std::string> args;
-    std::vector<std::string> times;
-  } cases[] = {
-      {{"--fps", "4", "--to", "1"}, {"0.00", "0.25", "0.50", "0.75", "1.00"}},
-      {{"--step", "2.5"}, {"0.0", "2.5", "5.0", "7.5", "10.0"}},
-      {{"--from", "3", "--to", "3"}, {"3"}},
-      {{"--duration", "2", "--step", "1"}, {"0", "1", "2"}},
-      {{"--start", "100", "--step", "5"}, {"100", "105", "110"}},
-      {{"--step", "0.1", "--from", "0.2", "--to", "0.5"}, {"0.2", "0.3", "0.4", "0.5"}},
+  struct Case { std::initializer_list<std::string> args; std::vector<std::string> rows; } cases[] = {
+      {{"--fps", "4", "--to", "1"}, {"0.00 0.000", "0.25 10.589", "0.50 50.000", "0.75 89.411", "1.00 100.000"}},
+      {{"--step", "2.5"}, {"0.0 0", "2.5 100", "5.0 100", "7.5 100", "10.0 0"}},
+      {{"--from", "3", "--to", "3"}, {"3 100"}},
+      {{"--duration", "2", "--step", "1"}, {"0 0", "1 100", "2 0"}},
+      {{"--start", "100", "--step", "5"}, {"100 0", "105 100", "110 0"}},
+      {{"--step", "0.1", "--from", "0.2", "--to", "0.5"}, {"0.2 6.450", "0.3 16.003", "0.4 30.886", "0.5 50.000"}},
   };
   for (const Case& c : cases) {
     std::vector<std::string> args{"eval", "-p", "opacity"};
     args.insert(args.end(), c.args);
-    const Result result = ::Run(Path(""), args);
+    const Result result = Run(args);
     ASSERT_EQ(result.status, 0) << result.err;
     const auto lines = Lines(result.out);
-    std::vector<std::string> times;
-    for (std::size_t i = 2; i < lines.size(); ++i) times.push_back(Cells(lines[i])[0]);
-    EXPECT_EQ(times, c.times) << ::testing::PrintToString(args);
-  }
-}
-
-TEST_F(Tool, EvalAsksTheSetOnItsOwnTimeLine) {
-  // The fade-in starts with the clip, wherever the clip starts.
-  for (const std::string start : {"0", "30"}) {
-    const double at = std::stod(start);
-    const Result result = Run({"eval", "-p", "opacity", "--start", start, "--from",
-                               std::to_string(at), "--to", std::to_string(at + 1), "--step", "1"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    const auto lines = Lines(result.out);
-    ASSERT_EQ(lines.size(), 4u);
-    EXPECT_EQ(Cells(lines[2])[1], "0") << start;
-    EXPECT_EQ(Cells(lines[3])[1], "100") << start;
+    std::vector<std::string> rows;
+    for (std::size_t i = 2; i < lines.size(); ++i) rows.push_back(Cells(lines[i])[0] + " " + Cells(lines[i])[1]);
+    EXPECT_EQ(rows, c.rows) << ::testing::PrintToString(args);
   }
 }
 
 TEST_F(Tool, EvalChoosesParametersByNameAndIdInTheSetsOrder) {
-  const Result result = Run({"eval", "--id", "6", "-p", "opacity", "--id", "5", "--to", "0"});
-  ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_EQ(Cells(Lines(result.out)[0]),
-            (std::vector<std::string>{"time", "(s)", "opacity", "border_width"}));
+  struct Case { std::vector<std::string> args; std::vector<std::string> header; } cases[] = {
+      {{"--id", "6", "-p", "opacity", "--id", "5"}, {"time", "(s)", "opacity", "border_width"}},
+      {{"-p", "strength", kGrade}, {"time", "(s)", "strength"}},  // a file named after a choice
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args{"eval", "--to", "0"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    const Result result = Run(args);
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(Cells(Lines(result.out)[0]), c.header);
+  }
 }
 
-TEST_F(Tool, AFileNamedAfterAChoiceIsStillTheFile) {
-  const Result result = Run({"eval", "-p", "strength", kGrade, "--to", "0"});
-  ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_EQ(Cells(Lines(result.out)[0]), (std::vector<std::string>{"time", "(s)", "strength"}));
-}
-
-TEST_F(Tool, EvalPrintsEachTypeAsSuch) {
+TEST_F(Tool, EvalPrintsEachTypeAsCsvAndJson) {
   const Result grade = Run({"eval", kGrade, "--format", "csv", "--to", "0"});
   ASSERT_EQ(grade.status, 0) << grade.err;
   EXPECT_EQ(Lines(grade.out),
@@ -191,17 +161,16 @@ TEST_F(Tool, EvalPrintsEachTypeAsSuch) {
   // A blended colour wheel: the teal of the shadows (190 degrees) is there.
   const Result wheels = Run({"eval", kGrade, "-p", "wheels", "--from", "3", "--to", "3"});
   EXPECT_NE(wheels.out.find("80 bytes: 01000000be000000"), std::string::npos) << wheels.out;
-}
+  const Result binary = Run({"eval", kGrade, "-p", "curves", "--format", "json", "--to", "0"});
+  EXPECT_NE(binary.out.find(R"({"bytes": 16, "head": "0400000000000000"})"), std::string::npos)
+      << binary.out;
 
-TEST_F(Tool, EvalWritesCsvAndJsonForMachines) {
   const std::string file = SetFile(
       "odd.xml", R"(<Parameter id="1" name="a,b" type="String" value="say &quot;hi&quot;"/>)"
                  R"(<Parameter id="2" name="x" value="0.1"/>)");
   const Result csv = Run({"eval", file, "--format", "csv", "--to", "0"});
   ASSERT_EQ(csv.status, 0) << csv.err;
-  EXPECT_EQ(Lines(csv.out),
-            (std::vector<std::string>{"time,\"a,b\",x", "0,\"say \"\"hi\"\"\",0.1"}));
-
+  EXPECT_EQ(Lines(csv.out), (std::vector<std::string>{"time,\"a,b\",x", "0,\"say \"\"hi\"\"\",0.1"}));
   const Result json = Run({"eval", file, "--format", "json", "--step", "5"});
   ASSERT_EQ(json.status, 0) << json.err;
   EXPECT_NE(json.out.find(R"({"id": 1, "name": "a,b", "type": "String"})"), std::string::npos);
@@ -210,10 +179,6 @@ TEST_F(Tool, EvalWritesCsvAndJsonForMachines) {
   EXPECT_EQ(Count(json.out, "\"time\""), 3u);
   EXPECT_EQ(json.out.front(), '{');
   EXPECT_EQ(json.out.substr(json.out.size() - 2), "}\n");
-
-  const Result binary = Run({"eval", kGrade, "-p", "curves", "--format", "json", "--to", "0"});
-  EXPECT_NE(binary.out.find(R"({"bytes": 16, "head": "0400000000000000"})"), std::string::npos)
-      << binary.out;
 }
 
 TEST_F(Tool, EvalGathersTheLibrarysReportsIntoOneWarning) {
@@ -229,9 +194,7 @@ TEST_F(Tool, EvalGathersTheLibrarysReportsIntoOneWarning) {
   EXPECT_NE(warnings[0].find("11 times"), std::string::npos);
 }
 
-// ---------------------------------------------------------------------------
-// Errors: one line on stderr, nothing on stdout, a non-zero status
-// ---------------------------------------------------------------------------
+// ---- Errors: one line on stderr, nothing on stdout, a non-zero status
 
 TEST_F(Tool, ErrorsAreOneClearLine) {
   WriteFile(Path("broken.xml"), "<Property><Parameter id=\"1\"");
@@ -240,11 +203,7 @@ TEST_F(Tool, ErrorsAreOneClearLine) {
   SetFile("noid.xml", R"(<Parameter name="gain" value="1"/>)");
   SetFile("negative.xml", R"(<Parameter id="1" name="a" value="1"/><Parameter id="-4" name="b"/>)");
   fs::create_directory(Path("folder"));
-  struct Case {
-    std::vector<std::string> args;
-    int status;
-    std::string message;
-  } cases[] = {
+  struct Case { std::vector<std::string> args; int status; std::string message; } cases[] = {
       {{"eval", "missing.xml"}, 1, "missing.xml: no such file"},
       {{"eval", "folder"}, 1, "folder is a folder, not a file"},
       {{"show", "broken.xml"}, 1, "broken.xml is not well-formed XML"},
@@ -252,13 +211,9 @@ TEST_F(Tool, ErrorsAreOneClearLine) {
       {{"dump", "other.xml"}, 1, "its root is <Effect>, not <Property>"},
       {{"eval", "noid.xml"}, 1, "parameter 1 (\"gain\") has no id"},
       {{"eval", "negative.xml"}, 1, "parameter 2 (\"b\") has a negative id"},
-      {{"eval", "-p", "glow"},
-       1,
-       "no parameter named \"glow\"; the names are: position_x, position_y, size, rotation, "
-       "opacity, border_width, shadow, corner_radius, caption"},
-      {{"show", "--id", "42"},
-       1,
-       "no parameter with id 42; the ids are: 1, 2, 3, 4, 5, 6, 7, 8, 9"},
+      {{"eval", "-p", "glow"}, 1, "no parameter named \"glow\"; the names are: position_x, "
+       "position_y, size, rotation, opacity, border_width, shadow, corner_radius, caption"},
+      {{"show", "--id", "42"}, 1, "no parameter with id 42; the ids are: 1, 2, 3, 4, 5, 6, 7, 8, 9"},
       {{"eval", "--duration", "abc"}, 2, "--duration"},
       {{"eval", "--duration", "0"}, 1, "--duration must be a positive number of seconds, not 0"},
       {{"plot", "--duration", "-3"}, 1, "--duration must be a positive number of seconds, not -3"},
@@ -274,9 +229,11 @@ TEST_F(Tool, ErrorsAreOneClearLine) {
       {{}, 2, "a command is required"},
       {{"plot", "-p", "caption"}, 1, "nothing to draw: no numeric parameter chosen"},
       {{"validate", "--out", "folder"}, 1, "folder is a folder, not a file"},
+      {{"plot", "--out", "no/such/folder/chart.svg"}, 1,
+       "cannot write no/such/folder/chart.svg: No such file or directory"},
   };
   for (const Case& c : cases) {
-    const Result result = ::Run(Path(""), c.args);
+    const Result result = Run(c.args);
     const std::string what = ::testing::PrintToString(c.args);
     EXPECT_EQ(result.status, c.status) << what;
     EXPECT_EQ(result.out, "") << what;
@@ -293,19 +250,12 @@ TEST_F(Tool, EveryCommandExplainsItself) {
     EXPECT_NE(result.out.find("Usage: qdparam " + command), std::string::npos) << result.out;
     EXPECT_NE(result.out.find("FILE"), std::string::npos) << command;
   }
-  const Result top = Run({"--help"});
-  EXPECT_EQ(top.status, 0);
-  for (const std::string command : {"eval", "plot", "show", "dump", "validate"}) {
-    EXPECT_NE(top.out.find(command), std::string::npos) << command;
-  }
-  const Result version = Run({"--version"});
-  EXPECT_EQ(version.status, 0);
-  EXPECT_EQ(version.out.rfind("qdparam ", 0), 0u) << version.out;
+  const Result top = Run({"--help"}), version = Run({"--version"});
+  EXPECT_TRUE(top.status == 0 && top.out.find("validate") != std::string::npos) << top.out;
+  EXPECT_TRUE(version.status == 0 && version.out.rfind("qdparam ", 0) == 0) << version.out;
 }
 
-// ---------------------------------------------------------------------------
-// plot
-// ---------------------------------------------------------------------------
+// ---- plot
 
 // The chart must be XML that reads back, with one panel per numeric
 // parameter and one mark per keyframe inside the window.
@@ -325,24 +275,28 @@ TEST_F(Tool, PlotDrawsAPanelPerNumericParameterWithItsKeyframes) {
     std::vector<std::string> args;
     std::size_t panels;
     std::size_t keyframes;
+    std::string chart = "chart.svg";
   } cases[] = {
       // Eight numeric parameters; 23 keyframes, the caption's are not drawn.
-      {{}, 8, 23},
+      {{"--out", "chart.svg"}, 8, 23},
       // From 2 s to 6 s: position 4 s twice, size 2 s and 6 s, rotation 5 s,
       // border 3 s, shadow 2 s.
-      {{"--from", "2", "--to", "6"}, 8, 7},
-      {{"-p", "shadow", "-p", "caption"}, 1, 3},
+      {{"--out", "chart.svg", "--from", "2", "--to", "6"}, 8, 7},
+      {{"--out", "chart.svg", "-p", "shadow", "-p", "caption"}, 1, 3},
       // On a 20 s clip the relative keyframes move, the fixed ones stay.
-      {{"-p", "border_width", "--duration", "20", "--to", "10"}, 1, 3},
+      {{"--out", "chart.svg", "-p", "border_width", "--duration", "20", "--to", "10"}, 1, 3},
+      // Without --out the chart is named after the input.
+      {{kGrade}, 4, 7, "colorgrade.svg"},
   };
   for (const Case& c : cases) {
-    std::vector<std::string> args{"plot", "--out", "chart.svg", "--force"};
+    std::vector<std::string> args{"plot", "--force"};
     args.insert(args.end(), c.args.begin(), c.args.end());
-    const Result result = ::Run(Path(""), args);
+    const Result result = Run(args);
     const std::string what = ::testing::PrintToString(args);
     ASSERT_EQ(result.status, 0) << what << result.err;
-    EXPECT_NE(result.out.find("wrote chart.svg"), std::string::npos) << result.out;
-    const std::string svg = CheckedChart(Path("chart.svg"));
+    EXPECT_EQ(result.out, "wrote " + c.chart + ": " + std::to_string(c.panels) +
+                              (c.panels == 1 ? " panel\n" : " panels\n"));
+    const std::string svg = CheckedChart(Path(c.chart));
     EXPECT_EQ(Count(svg, "class=\"panel\""), c.panels) << what;
     EXPECT_EQ(Count(svg, "class=\"keyframe\""), c.keyframes) << what;
   }
@@ -370,37 +324,21 @@ TEST_F(Tool, PlotShowsSegmentsLimitsAndWhatItLeftOut) {
 }
 
 TEST_F(Tool, PlotKeepsFarLimitsFromFlatteningTheCurve) {
-  struct Case {
-    std::string limits;
-    std::vector<std::string> labels;
-    std::size_t lines;  // limits drawn inside the plot
-  } cases[] = {
-      // Near limits widen the axis and are drawn as lines ...
-      {R"(min="-2" max="12")", {">max 12<", ">min -2<"}, 2},
-      // ... far ones stay off the axis, marked by arrows.
-      {R"(min="-1000" max="1000")", {">max 1000 \u2191<", ">min -1000 \u2193<"}, 0},
-      {R"(min="0" max="1000")", {">max 1000 \u2191<", ">min 0<"}, 1},
-  };
+  // Near limits widen the axis and are drawn as lines; far ones stay off the
+  // axis, marked by arrows. Each case: the limits, their labels, the lines drawn.
+  struct Case { std::string limits, max, min; std::size_t lines; } cases[] = {
+      {R"(min="-2" max="12")", ">max 12<", ">min -2<", 2},
+      {R"(min="-1000" max="1000")", ">max 1000 \u2191<", ">min -1000 \u2193<", 0},
+      {R"(min="0" max="1000")", ">max 1000 \u2191<", ">min 0<", 1}};
   for (const Case& c : cases) {
-    SetFile("ramp.xml", R"(<Parameter id="1" name="ramp" value="0" useKeyframe="True" )" +
-                            c.limits +
+    SetFile("ramp.xml", R"(<Parameter id="1" name="ramp" value="0" useKeyframe="True" )" + c.limits +
                             R"(><Keyframe position="0" value="0" interpolation="Linear"/>)"
                             R"(<Keyframe position="1" value="10"/></Parameter>)");
-    const Result result = Run({"plot", "ramp.xml", "--force"});
-    ASSERT_EQ(result.status, 0) << result.err;
+    ASSERT_EQ(Run({"plot", "ramp.xml", "--force"}).status, 0);
     const std::string svg = CheckedChart(Path("ramp.svg"));
-    for (const std::string& label : c.labels) {
-      EXPECT_NE(svg.find(label), std::string::npos) << c.limits << ": " << label;
-    }
+    EXPECT_TRUE(svg.find(c.max) != std::string::npos && svg.find(c.min) != std::string::npos) << c.limits;
     EXPECT_EQ(Count(svg, "class=\"limit\" "), c.lines) << c.limits;
   }
-}
-
-TEST_F(Tool, PlotWithoutOutNamesTheChartAfterTheInput) {
-  const Result result = Run({"plot", kGrade});
-  ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_EQ(result.out, "wrote colorgrade.svg: 4 panels\n");
-  EXPECT_EQ(Count(CheckedChart(Path("colorgrade.svg")), "class=\"panel\""), 4u);
 }
 
 TEST_F(Tool, OutputFilesAreReplacedOnlyWithForce) {
@@ -424,16 +362,7 @@ TEST_F(Tool, OutputFilesAreReplacedOnlyWithForce) {
   EXPECT_EQ(names, (std::vector<std::string>{".stderr", ".stdout", "kept"}));
 }
 
-TEST_F(Tool, AFailedWriteSaysWhy) {
-  const Result result = Run({"plot", "--out", "no/such/folder/chart.svg"});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err,
-            "qdparam: cannot write no/such/folder/chart.svg: No such file or directory\n");
-}
-
-// ---------------------------------------------------------------------------
-// show and dump
-// ---------------------------------------------------------------------------
+// ---- show and dump
 
 TEST_F(Tool, ShowSummarisesEachParameter) {
   const Result result = Run({"show"});
@@ -465,46 +394,28 @@ TEST_F(Tool, ShowSummarisesEachParameter) {
   }
 }
 
-TEST_F(Tool, ShowPlacesKeyframesOnTheGivenClip) {
-  struct Case {
-    std::string duration;
-    std::string rows;  // the times of opacity's keyframes
-  } cases[] = {{"10", "0.00 1.00 9.00 10.00"}, {"20", "0.00 1.00 19.00 20.00"}};
-  for (const Case& c : cases) {
-    const Result result = Run({"show", "-p", "opacity", "--duration", c.duration});
-    ASSERT_EQ(result.status, 0) << result.err;
-    std::string times;
-    const auto lines = Lines(result.out);
-    for (std::size_t i = lines.size() - 4; i < lines.size(); ++i) {
-      if (!times.empty()) times += ' ';
-      times += Cells(lines[i])[0];
-    }
-    EXPECT_EQ(times, c.rows) << c.duration;
-  }
-}
-
 TEST_F(Tool, ShowPlacesEveryKindOfKeyframeTimeWhereEvaluationDoes) {
   struct Case {
     std::string position;
-    std::string time;  // on a 10 s clip
-  } cases[] = {{"0.25", "2.50"}, {"50%", "5.00"}, {"-0.25", "7.50"}, {"2.5s", "2.50"},
-               {"-2s", "8.00"},  {"3fs", "3.00"}, {"-3fs", "-3.00"}, {"abc", "0.00"}};
+    std::string on10, on20;  // the time on a 10 s and on a 20 s clip
+  } cases[] = {{"0.25", "2.50", "5.00"},  {"50%", "5.00", "10.00"}, {"-0.25", "7.50", "15.00"},
+               {"2.5s", "2.50", "2.50"},  {"-2s", "8.00", "18.00"}, {"3fs", "3.00", "3.00"},
+               {"-3fs", "-3.00", "-3.00"}, {"abc", "0.00", "0.00"}};
   std::string keyframes;
-  for (const Case& c : cases) {
-    keyframes += "<Keyframe position=\"" + c.position + "\" value=\"1\"/>";
-  }
-  const std::string file =
-      SetFile("times.xml", R"(<Parameter id="1" name="k" value="0" useKeyframe="True">)" +
-                               keyframes + "</Parameter>");
-  const Result result = Run({"show", file});
-  ASSERT_EQ(result.status, 0) << result.err;
-  const auto lines = Lines(result.out);
-  ASSERT_GE(lines.size(), std::size(cases));
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    const auto cells = Cells(lines[lines.size() - std::size(cases) + i]);
-    ASSERT_GE(cells.size(), 2u);
-    EXPECT_EQ(cells[1], cases[i].position);
-    EXPECT_EQ(cells[0], cases[i].time) << cases[i].position;
+  for (const Case& c : cases) keyframes += "<Keyframe position=\"" + c.position + "\" value=\"1\"/>";
+  SetFile("times.xml", R"(<Parameter id="1" name="k" value="0" useKeyframe="True">)" + keyframes +
+                           "</Parameter>");
+  for (const std::string duration : {"10", "20"}) {
+    const Result result = Run({"show", "times.xml", "--duration", duration});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto lines = Lines(result.out);
+    ASSERT_GE(lines.size(), std::size(cases));
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+      const auto cells = Cells(lines[lines.size() - std::size(cases) + i]);
+      ASSERT_GE(cells.size(), 2u);
+      EXPECT_EQ(cells[1], cases[i].position);
+      EXPECT_EQ(cells[0], duration == "10" ? cases[i].on10 : cases[i].on20) << cases[i].position;
+    }
   }
 }
 
@@ -529,15 +440,10 @@ TEST_F(Tool, DumpPrintsTheSetsDiagnosticDump) {
   EXPECT_EQ(result.out.substr(result.out.size() - 5), "****\n");
 }
 
-// ---------------------------------------------------------------------------
-// validate
-// ---------------------------------------------------------------------------
+// ---- validate
 
-TEST_F(Tool, ValidatePrintsWhatTheRulesChange) {
-  struct Case {
-    std::string file;
-    std::vector<std::string> lines;
-  } cases[] = {
+TEST_F(Tool, ValidatePrintsWhatTheRulesChangeAndWritesASetThatObeysThem) {
+  struct Case { std::string file; std::vector<std::string> lines; } cases[] = {
       {kPip,
        {"pip.xml: 2 rules", "  border_width (id 6): max 20 -> 8",
         "  corner_radius (id 8): max 50 -> 10", "  corner_radius (id 8): value 12 -> 10"}},
@@ -548,13 +454,10 @@ TEST_F(Tool, ValidatePrintsWhatTheRulesChange) {
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(Lines(result.out), c.lines);
   }
-}
-
-TEST_F(Tool, ValidateWritesASetThatNeedsNoMoreChanges) {
+  // The set written out carries the rules and already obeys them.
   const Result first = Run({"validate", "--out", "valid.xml"});
   ASSERT_EQ(first.status, 0) << first.err;
   EXPECT_NE(first.out.find("wrote valid.xml"), std::string::npos);
-  // The rules travel with the set, and the set already obeys them.
   const Result again = Run({"validate", "valid.xml"});
   ASSERT_EQ(again.status, 0) << again.err;
   EXPECT_EQ(Lines(again.out),

@@ -15,11 +15,7 @@ namespace qdtest {
 // afterwards.
 class AssertCapture {
  public:
-  struct Report {
-    std::string expression;
-    std::string message;
-    std::string signature;
-  };
+  struct Report { std::string expression; std::string message; std::string signature; };
 
   AssertCapture();
   ~AssertCapture();
@@ -39,11 +35,7 @@ class AssertCapture {
 // level; both are restored afterwards.
 class TraceCapture {
  public:
-  struct Line {
-    int category;
-    int level;
-    std::string text;
-  };
+  struct Line { int category; int level; std::string text; };
 
   explicit TraceCapture(int category = -1, int level = 0);
   ~TraceCapture();

@@ -2,6 +2,8 @@
 // the files behind it (damaged behind its back), the lock that ReplaceSource
 // keeps, start and end, and a stress run.
 #include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
 
 #include <unistd.h>
 
@@ -83,6 +85,31 @@ void Require(bool ok, const char* what) {
   if (ok) return;
   std::fprintf(stderr, "failed: %s\n", what);
   std::_Exit(1);
+}
+
+// The second process of the cross-process test: this program started again
+// with QDTEST_STATIC_SOURCE="write {id}" or "read {id}" plays its part before
+// any test runs, relying on the library's load to have started the registry.
+[[maybe_unused]] const bool kSecondProcess = [] {
+  const char* role = std::getenv("QDTEST_STATIC_SOURCE");
+  if (!role) return false;
+  const std::string text(role);
+  CGUID id;
+  if (text.size() < 6 || !id.parse(Wide(text.substr(text.find(' ') + 1)).c_str())) std::exit(2);
+  const bool ok = text.starts_with("write ") ? CStaticSource::SetSource(id, ContentFor(id)) : ReadsBack(id);
+  std::exit(ok ? 0 : 1);
+}();
+
+int RunSecondProcess(const char* role, const CGUID& id) {
+  setenv("QDTEST_STATIC_SOURCE", (std::string(role) + " " + Text(id)).c_str(), 1);
+  char program[] = "/proc/self/exe";
+  char* argv[] = {program, nullptr};
+  pid_t child = 0;
+  const int spawned = posix_spawn(&child, program, nullptr, nullptr, argv, environ);
+  unsetenv("QDTEST_STATIC_SOURCE");
+  int status = 0;
+  if (spawned != 0 || waitpid(child, &status, 0) != child) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 class StaticSourceTest : public ::testing::Test {
@@ -227,6 +254,16 @@ TEST_F(StaticSourceTest, UnwritableFolderLosesNoEntry) {
   fs::remove(FolderOf(tmp));
   const CGUID later = NewId();
   EXPECT_TRUE(CStaticSource::SetSource(later, ContentFor(later)) && ReadsBack(later));
+}
+
+TEST_F(StaticSourceTest, AnotherProcessReadsAndWritesByIdentifier) {
+  const CGUID mine = NewId();
+  ASSERT_TRUE(CStaticSource::SetSource(mine, ContentFor(mine)));
+  EXPECT_EQ(RunSecondProcess("read", mine), 0);
+  const CGUID theirs = NewId();
+  ASSERT_EQ(RunSecondProcess("write", theirs), 0);
+  EXPECT_TRUE(ReadsBack(theirs));
+  EXPECT_FALSE(CStaticSource::AddRef(theirs));  // read from its file, not registered here
 }
 
 TEST_F(StaticSourceTest, StartIsNotCountedAndEndKeepsEntries) {

@@ -60,27 +60,27 @@ unsigned int CParam::InterpolateBinary(mtime time, mtime duration, const CKeyFra
   // The keyframe that ends the segment decides the hold, unlike the scalar
   // path, where the one that starts it does.
   if (next->GetInterpolation() == INTERPOLATION_HOLD) return prev->GetValueBinary(buffer, size, 0);
-  switch (GetBinaryInterpolationType()) {
-    case BINARY_INTERPOLATION_SPLITGRAPH:
-      return InterpolateBinary_SplitGraph(time, duration, prev, prevTime, next, nextTime, buffer,
-                                          size);
-    case BINARY_INTERPOLATION_GEOMETRYMASK:
-      return InterpolateBinary_GeometryMask(time, duration, prev, prevTime, next, nextTime, buffer,
-                                            size);
-    case BINARY_INTERPOLATION_TONECURVE:
-      return InterpolateBinary_ToneCurve(time, duration, prev, prevTime, next, nextTime, buffer,
-                                         size);
-    case BINARY_INTERPOLATION_COLORWHEEL:
-      return InterpolateBinary_ColorWheel(time, duration, prev, prevTime, next, nextTime, buffer,
-                                          size);
-    case BINARY_INTERPOLATION_MASKMULTIPOLYGON:
-      return InterpolateBinary_MaskMultiPolygon(time, duration, prev, prevTime, next, nextTime,
-                                                buffer, size);
-    case BINARY_INTERPOLATION_MASKSHAPEDROPPER:
-      return prev->GetValueBinary(buffer, size, 0);  // shapes are picked, never blended
-    default:
-      return GetValueBinary(buffer, size, 0);
+  using Blend = unsigned int (CParam::*)(mtime, mtime, const CKeyFrame*, mtime, const CKeyFrame*,
+                                          mtime, unsigned char*, unsigned int) const;
+  static constexpr struct {
+    unsigned int kind;
+    Blend blend;
+  } kBlends[] = {
+      {BINARY_INTERPOLATION_SPLITGRAPH, &CParam::InterpolateBinary_SplitGraph},
+      {BINARY_INTERPOLATION_GEOMETRYMASK, &CParam::InterpolateBinary_GeometryMask},
+      {BINARY_INTERPOLATION_TONECURVE, &CParam::InterpolateBinary_ToneCurve},
+      {BINARY_INTERPOLATION_COLORWHEEL, &CParam::InterpolateBinary_ColorWheel},
+      {BINARY_INTERPOLATION_MASKMULTIPOLYGON, &CParam::InterpolateBinary_MaskMultiPolygon},
+  };
+  const unsigned int kind = GetBinaryInterpolationType();
+  for (const auto& entry : kBlends) {
+    if (entry.kind == kind) {
+      return (this->*entry.blend)(time, duration, prev, prevTime, next, nextTime, buffer, size);
+    }
   }
+  // Shapes are picked, never blended; unknown kinds keep the parameter's value.
+  if (kind == BINARY_INTERPOLATION_MASKSHAPEDROPPER) return prev->GetValueBinary(buffer, size, 0);
+  return GetValueBinary(buffer, size, 0);
 }
 
 // The keyframes of `source` choose the pair; the kind and the fallback value

@@ -114,14 +114,10 @@ class LiveParam {
   // Values that cannot be blended step: the keyframe at or before `time`,
   // else the first one after it, else the static value.
   bool SteppedBool(mtime time, mtime duration, mtime minDuration, bool def) const {
-    const CKeyFrame* prev = nullptr;
-    const CKeyFrame* next = nullptr;
-    mtime prevTime, nextTime;
-    double integral = 0.0;
-    DetermineKeyFrame(time, m_param, duration, minDuration, prev, prevTime, next, nextTime, false,
-                      integral);
     bool v = false;
-    if (const CKeyFrame* kf = prev ? prev : next) return kf->GetValueBool(v) ? v : def;
+    if (const CKeyFrame* kf = LiveSteppedKeyFrame(m_param, time, duration, minDuration)) {
+      return kf->GetValueBool(v) ? v : def;
+    }
     return StaticBool(v) ? v : def;
   }
 

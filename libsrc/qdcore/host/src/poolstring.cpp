@@ -12,8 +12,10 @@ namespace qdcore {
 
 struct CZPoolString::Entry {
   std::atomic<std::uint32_t> refs;
-  std::uint32_t length;
-  bool pooled;  // interned entries are never counted nor freed
+  // One header word for both: a number written to an attribute then takes
+  // one heap chunk size less.
+  std::uint32_t length : 31;
+  std::uint32_t pooled : 1;  // interned entries are never counted nor freed
   wchar text[1];
 };
 
@@ -27,8 +29,8 @@ Entry* NewEntry(std::u16string_view text, bool pooled) {
   void* memory = ::operator new(bytes);  // counted like every other heap use
   Entry* entry = static_cast<Entry*>(memory);
   new (&entry->refs) std::atomic<std::uint32_t>(1);
-  entry->length = static_cast<std::uint32_t>(text.size());
-  entry->pooled = pooled;
+  entry->length = static_cast<std::uint32_t>(text.size()) & 0x7fffffffu;
+  entry->pooled = pooled ? 1 : 0;
   if (!text.empty()) std::memcpy(entry->text, text.data(), text.size() * sizeof(wchar));
   entry->text[text.size()] = 0;
   return entry;

@@ -23,6 +23,8 @@ struct XMLAttr {
 // reading) or on the heap once it outgrows that.
 class XMLAttrList {
  public:
+  static constexpr std::size_t kMaxCapacity = 0x7fffffffu;
+
   XMLAttrList() noexcept = default;
   XMLAttrList(const XMLAttrList&) = delete;
   XMLAttrList& operator=(const XMLAttrList&) = delete;
@@ -32,6 +34,7 @@ class XMLAttrList {
   void UseInline(XMLAttr* storage, std::size_t capacity) noexcept;
 
   std::size_t size() const noexcept { return m_size; }
+  std::size_t capacity() const noexcept { return m_capacity & ~kOnHeap; }
   bool empty() const noexcept { return m_size == 0; }
   XMLAttr* data() noexcept { return m_data; }
   const XMLAttr* data() const noexcept { return m_data; }
@@ -49,10 +52,15 @@ class XMLAttrList {
   void append(const XMLAttrList& other);
 
  private:
+  // Every element has one of these lists, so it is kept to 16 bytes: the
+  // top bit of the capacity says whether the storage is the list's own.
+  static constexpr std::uint32_t kOnHeap = kMaxCapacity + 1;
+
+  bool OnHeap() const noexcept { return (m_capacity & kOnHeap) != 0; }
+
   XMLAttr* m_data = nullptr;
-  std::size_t m_size = 0;
-  std::size_t m_capacity = 0;
-  bool m_onHeap = false;
+  std::uint32_t m_size = 0;
+  std::uint32_t m_capacity = 0;
 };
 
 // Binary data, or the bytes of base64 text data decoded on the first binary

@@ -120,36 +120,35 @@ bool SameAttrs(const Node& a, const Node& b) noexcept {
 
 XMLAttrList::~XMLAttrList() {
   for (XMLAttr& attr : *this) attr.~XMLAttr();
-  if (m_onHeap) ::operator delete(m_data);
+  if (OnHeap()) ::operator delete(m_data);
 }
 
 void XMLAttrList::UseInline(XMLAttr* storage, std::size_t capacity) noexcept {
   m_data = storage;
-  m_capacity = capacity;
+  m_capacity = static_cast<std::uint32_t>(capacity);  // Node::Create keeps it in range
 }
 
 void XMLAttrList::reserve(std::size_t capacity) {
-  if (capacity <= m_capacity) return;
-  if (capacity > std::size_t{PTRDIFF_MAX} / sizeof(XMLAttr)) throw std::bad_alloc();
+  if (capacity <= this->capacity()) return;
+  if (capacity > kMaxCapacity) throw std::bad_alloc();
   auto* grown = static_cast<XMLAttr*>(::operator new(capacity * sizeof(XMLAttr)));
   for (std::size_t i = 0; i < m_size; ++i) {
     new (grown + i) XMLAttr(std::move(m_data[i]));
     m_data[i].~XMLAttr();
   }
-  if (m_onHeap) ::operator delete(m_data);
+  if (OnHeap()) ::operator delete(m_data);
   m_data = grown;
-  m_capacity = capacity;
-  m_onHeap = true;
+  m_capacity = static_cast<std::uint32_t>(capacity) | kOnHeap;
 }
 
 void XMLAttrList::push_back(XMLAttr attr) {
-  if (m_size == m_capacity) reserve(m_capacity < 4 ? 4 : m_capacity * 2);
+  if (m_size == capacity()) reserve(m_size < 4 ? 4 : std::size_t{m_size} * 2);
   new (m_data + m_size) XMLAttr(std::move(attr));
   ++m_size;
 }
 
 XMLAttr& XMLAttrList::emplace_back() {
-  if (m_size == m_capacity) reserve(m_capacity < 4 ? 4 : m_capacity * 2);
+  if (m_size == capacity()) reserve(m_size < 4 ? 4 : std::size_t{m_size} * 2);
   return *new (m_data + m_size++) XMLAttr;
 }
 
@@ -171,8 +170,7 @@ void XMLAttrList::append(const XMLAttrList& other) {
 // ---------------------------------------------------------------------------
 
 Node* Node::Create(std::size_t attrCount) {
-  if (attrCount > (std::size_t{PTRDIFF_MAX} - sizeof(Node)) / sizeof(XMLAttr))
-    throw std::bad_alloc();
+  if (attrCount > XMLAttrList::kMaxCapacity) throw std::bad_alloc();
   static_assert(sizeof(Node) % alignof(XMLAttr) == 0);
   void* memory = ::operator new(sizeof(Node) + attrCount * sizeof(XMLAttr));
   Node* node = new (memory) Node;

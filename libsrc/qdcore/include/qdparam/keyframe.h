@@ -18,9 +18,9 @@ struct QDPARAM_API Anchor {
   void Clear() noexcept { position = value = 0.0; }
 };
 
-// Carries a copy of its parameter's definition so that value setters can
-// clamp to the parameter's limits. The setters report a type mismatch and
-// still write; the typed getters report it and fail.
+// Carries a reference copy of its parameter's definition so that value
+// setters can clamp to the parameter's limits. The setters report a type
+// mismatch and still write; the typed getters report it and fail.
 class QDPARAM_API CKeyFrame : public CXMLObject {
  public:
   // ---- construction and lifetime
@@ -89,7 +89,12 @@ class QDPARAM_API CKeyFrame : public CXMLObject {
   unsigned int m_Type;  // PARAM_* value type, fixed at construction
 
  private:
-  CParam m_Param;  // the owning parameter's definition, without keyframes
+  // The inner parameter: the owning parameter's definition, without
+  // keyframes. Only its element is ever read (for the limits), so that is
+  // all a keyframe keeps: one shared handle instead of a whole CParam, which
+  // matters with a hundred thousand keyframes loaded.
+  CXMLObject m_Definition;
+  CParam Definition() const;
 };
 
 }  // namespace qdcore

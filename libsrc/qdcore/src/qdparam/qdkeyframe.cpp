@@ -135,39 +135,44 @@ void TakeKeyframeElement(CXMLObject& element, const CXMLObject& xml) {
   }
 }
 
+// The inner parameter of a keyframe made from a bare type: an empty
+// parameter of that type.
+CXMLObject DefinitionOfType(unsigned int type) {
+  CParam definition;
+  definition.SetType(type);
+  return definition;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
 // Construction and lifetime
 // ---------------------------------------------------------------------------
 
-CKeyFrame::CKeyFrame(unsigned int type) : CXMLObject(kKeyframe), m_Type(type) {
-  m_Param.SetType(type);
-}
+CKeyFrame::CKeyFrame(unsigned int type)
+    : CXMLObject(kKeyframe), m_Type(type), m_Definition(DefinitionOfType(type)) {}
 
-CKeyFrame::CKeyFrame(unsigned int type, const CXMLObject& xml) : m_Type(type) {
-  m_Param.Free();
+CKeyFrame::CKeyFrame(unsigned int type, const CXMLObject& xml)
+    : m_Type(type), m_Definition(DefinitionOfType(type)) {
   TakeKeyframeElement(*this, xml);
-  m_Param.SetType(type);
 }
 
-CKeyFrame::CKeyFrame(const CParam& param) : CXMLObject(kKeyframe), m_Type(param.GetType()) {
-  m_Param.SetReference(param);
-}
+CKeyFrame::CKeyFrame(const CParam& param)
+    : CXMLObject(kKeyframe), m_Type(param.GetType()), m_Definition(param) {}
 
-CKeyFrame::CKeyFrame(const CParam& param, const CXMLObject& xml) : m_Type(param.GetType()) {
+CKeyFrame::CKeyFrame(const CParam& param, const CXMLObject& xml)
+    : m_Type(param.GetType()), m_Definition(param) {
   TakeKeyframeElement(*this, xml);
-  m_Param.SetReference(param);
 }
 
 CKeyFrame::CKeyFrame(const CKeyFrame& other)
-    : CXMLObject(other), m_Type(other.m_Type), m_Param(other.m_Param) {}
+    : CXMLObject(other), m_Type(other.m_Type), m_Definition(other.m_Definition) {}
 
 CKeyFrame::~CKeyFrame() { Free(); }
 
 void CKeyFrame::Free() noexcept {
   CXMLObject::Free();
-  m_Param.Free();
+  m_Definition.Free();
 }
 
 void CKeyFrame::Reset() {
@@ -177,8 +182,15 @@ void CKeyFrame::Reset() {
 
 bool CKeyFrame::Realloc() { return CXMLObject::Realloc(); }
 
+// A parameter sharing the definition's element, as SetReference makes it.
+CParam CKeyFrame::Definition() const {
+  CParam definition;
+  static_cast<CXMLObject&>(definition) = m_Definition;
+  return definition;
+}
+
 bool CKeyFrame::Load(const CXMLObject& xml) {
-  m_Param.Free();
+  m_Definition.Free();
   TakeKeyframeElement(*this, xml);
   return true;
 }
@@ -275,9 +287,10 @@ bool CKeyFrame::SetValueDouble(double v) {
   QD_VERIFY(m_Type == PARAM_UNDEFINED || m_Type == PARAM_DOUBLE, kSignature);
   double value = v;
   double minmax = 0.0;
+  const CParam definition = Definition();
   // Written as the conditions that must hold, so that a NaN never passes a limit.
-  if (m_Param.GetMinValueDouble(minmax) && !QD_VERIFY(value >= minmax, kSignature)) value = minmax;
-  if (m_Param.GetMaxValueDouble(minmax) && !QD_VERIFY(value <= minmax, kSignature)) value = minmax;
+  if (definition.GetMinValueDouble(minmax) && !QD_VERIFY(value >= minmax, kSignature)) value = minmax;
+  if (definition.GetMaxValueDouble(minmax) && !QD_VERIFY(value <= minmax, kSignature)) value = minmax;
   return ParamHelper::SetValueDouble(*this, kValue, value);
 }
 
@@ -286,8 +299,9 @@ bool CKeyFrame::SetValueLong(long v) {
   QD_VERIFY(m_Type == PARAM_UNDEFINED || m_Type == PARAM_LONG, kSignature);
   long value = ToInt32(v);
   long minmax = 0;
-  if (m_Param.GetMinValueLong(minmax) && !QD_VERIFY(value >= minmax, kSignature)) value = minmax;
-  if (m_Param.GetMaxValueLong(minmax) && !QD_VERIFY(value <= minmax, kSignature)) value = minmax;
+  const CParam definition = Definition();
+  if (definition.GetMinValueLong(minmax) && !QD_VERIFY(value >= minmax, kSignature)) value = minmax;
+  if (definition.GetMaxValueLong(minmax) && !QD_VERIFY(value <= minmax, kSignature)) value = minmax;
   return ParamHelper::SetValueLong(*this, kValue, value);
 }
 

@@ -1,7 +1,9 @@
 // The cubic Bezier, its inverse and the eased time translations.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <random>
 
 #include "qdparam/qdcalc.h"
@@ -11,7 +13,10 @@ using namespace qdcore;
 
 TEST(Bezier, ValueAndInverseByBranch) {
   qdtest::AssertCapture asserts;
-  struct Case { const char* branch; double x, p0, p1, p2, p3, u; } cases[] = {
+  struct Case {
+    const char* branch;
+    double x, p0, p1, p2, p3, u;
+  } cases[] = {
       {"start", 0.0, 0.0, 5, 5, 1, 0.0},
       {"end", 1.0, 0.0, 5, 5, 1, 1.0},
       {"three roots", 0.5, 0, 0, 1, 1, 0.49999999999999994},
@@ -32,7 +37,8 @@ TEST(Bezier, ValueAndInverseByBranch) {
   const double u = 0.3, p0 = 0.1, p1 = 1.7, p2 = -2.3, p3 = 0.9;
   EXPECT_EQ(BezierValue(u, p0, p1, p2, p3),
             3 * u * u * (1 - u) * p2 +
-                ((1 - u) * (1 - u) * (1 - u) * p0 + 3 * u * (1 - u) * (1 - u) * p1) + u * u * u * p3);
+                ((1 - u) * (1 - u) * (1 - u) * p0 + 3 * u * (1 - u) * (1 - u) * p1) +
+                u * u * u * p3);
 }
 
 TEST(Bezier, InverseAgreesWithBruteForceOnMonotoneCurves) {
@@ -50,6 +56,72 @@ TEST(Bezier, InverseAgreesWithBruteForceOnMonotoneCurves) {
     EXPECT_NEAR(BezierValue(u, p0, p1, p2, p3), x, 1e-6 * (p3 - p0)) << i;
   }
   EXPECT_TRUE(asserts.reports().empty());
+}
+
+namespace {
+
+// The inverse transcribed in one piece, the formulas as they are written:
+// the library splits it into a part kept per curve and a part per value,
+// which must not move a single bit. NaN stands for "no root".
+double InverseAsWritten(double x, double p0, double p1, double p2, double p3) {
+  if (p0 == x) return 0.0;
+  if (p3 == x) return 1.0;
+  const double a = 3 * p1 - p0 - 3 * p2 + p3, b = 3 * (p0 - 2 * p1 + p2), c = 3 * (p1 - p0),
+               d = p0 - x;
+  const auto sign = [](double v) { return v > 0.0 ? 1.0 : (v < 0.0 ? -1.0 : 0.0); };
+  if (!(-1e-10 < a && a < 1e-10)) {
+    const double e1 = b / a, e2 = c / a, e3 = d / a;
+    const double Q = (e1 * e1 - 3 * e2) / 9, R = (2 * e1 * e1 * e1 - 9 * e1 * e2 + 27 * e3) / 54;
+    if (Q * Q * Q <= std::pow(R, 2.0)) {
+      const double A = -sign(R) * std::pow(std::sqrt(std::pow(R, 2.0) - Q * Q * Q) + std::fabs(R),
+                                           0.3333333333333333);
+      return (A != 0.0 ? Q / A : 0.0) + A - e1 / 3;
+    }
+    const double theta = std::acos(R / std::sqrt(Q * Q * Q)), k = -2 * std::sqrt(Q);
+    for (double shift : {0.0, 6.283185307179586, -6.283185307179586}) {
+      const double r = k * std::cos((theta + shift) / 3) - e1 / 3;
+      if (-1e-10 <= r && r <= 1.0000000001) return std::fmin(std::fmax(r, 0.0), 1.0);
+    }
+    return NAN;
+  }
+  if (-1e-10 < b && b < 1e-10) return -(d / c);
+  double disc = std::pow(c, 2.0) - 4 * b * d;
+  if (disc < 0.0) {
+    if (std::fabs(disc) >= 0.0001) return NAN;
+    disc = 0.0;
+  }
+  const double q = -0.5 * (c + sign(c) * std::sqrt(disc));
+  for (double r : {q / b, d / q}) {
+    if (-1e-10 < r && r < 1.0000000001) return r;
+  }
+  return NAN;
+}
+
+}  // namespace
+
+TEST(Bezier, InverseIsTheFormulaAsWrittenToTheBit) {
+  std::mt19937 random(8);
+  std::uniform_real_distribution<double> unit(-0.5, 1.5);
+  int branches[3] = {};  // no root, in range, exactly at an end
+  for (int i = 0; i < 20000; ++i) {
+    // Arbitrary controls reach every branch; some are nudged to a quadratic
+    // (a = 0) or a line (a = b = 0).
+    double p0 = 10 * unit(random), p1 = 10 * unit(random), p2 = 10 * unit(random),
+           p3 = 10 * unit(random);
+    if (i % 5 == 1) p3 = p0 + 3 * (p2 - p1);
+    if (i % 5 == 2) p1 = p0 + (p3 - p0) / 3, p2 = p0 + 2 * (p3 - p0) / 3;
+    const double x = i % 97 == 0 ? p0 : p0 + (p3 - p0) * unit(random);
+    const double expected = InverseAsWritten(x, p0, p1, p2, p3);
+    qdtest::AssertCapture asserts;
+    const double u = FindUForBezierValue(x, p0, p1, p2, p3);
+    const bool noRoot = std::isnan(expected);
+    ++branches[noRoot ? 0 : (x == p0 ? 2 : 1)];
+    ASSERT_EQ(asserts.reports().size(), noRoot ? 1u : 0u) << i;
+    ASSERT_EQ(std::bit_cast<std::uint64_t>(u),
+              std::bit_cast<std::uint64_t>(noRoot ? 0.0 : expected))
+        << i << ": " << u << " vs " << expected;
+  }
+  for (int count : branches) EXPECT_GT(count, 0);
 }
 
 TEST(Bezier, NoRootInRangeIsReported) {

@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "qdbezierinverse.h"
 #include "qdcore/core.h"
 
 namespace qdcore {
@@ -30,26 +31,24 @@ double ReportNoRoot() {
   return 0.0;
 }
 
-// a u^3 + b u^2 + c u + d = 0 with a not zero (the trigonometric and
-// Cardano forms of the normalised cubic).
-bool SolveCubic(double a, double b, double c, double d, double& u) {
-  const double e1 = b / a, e2 = c / a, e3 = d / a;
-  const double Q = (e1 * e1 - 3 * e2) / 9;
-  const double R = (2 * e1 * e1 * e1 - 9 * e1 * e2 + 27 * e3) / 54;
-  const double Q3 = Q * Q * Q;
+// The cubic case: the trigonometric and Cardano forms of the normalised
+// cubic, with only e3 (that is, d) new for each value.
+bool SolveCubic(const BezierInverse& f, double d, double& u) {
+  const double e3 = d / f.a;
+  const double R = (f.rLead + 27 * e3) / 54;
   const double R2 = std::pow(R, 2.0);
-  if (Q3 <= R2) {  // one real root, returned as it is
-    const double A = -Sign(R) * std::pow(std::sqrt(R2 - Q3) + std::fabs(R), kOneThird);
-    const double Bq = A != 0.0 ? Q / A : 0.0;
-    u = Bq + A - e1 / 3;
+  if (f.q3 <= R2) {  // one real root, returned as it is
+    const double A = -Sign(R) * std::pow(std::sqrt(R2 - f.q3) + std::fabs(R), kOneThird);
+    const double Bq = A != 0.0 ? f.q / A : 0.0;
+    u = Bq + A - f.e1Third;
     return true;
   }
-  const double theta = std::acos(R / std::sqrt(Q3));
-  const double k = -2 * std::sqrt(Q);
-  const double candidates[] = {k * std::cos(theta / 3) - e1 / 3,
-                               k * std::cos((theta + kTwoPi) / 3) - e1 / 3,
-                               k * std::cos((theta - kTwoPi) / 3) - e1 / 3};
-  for (double x : candidates) {
+  // Three real roots, tried in this order; each costs a cosine, so a later
+  // one is worked out only when the earlier ones are out of range.
+  const double theta = std::acos(R / f.rootQ3);
+  const double angles[] = {theta / 3, (theta + kTwoPi) / 3, (theta - kTwoPi) / 3};
+  for (double angle : angles) {
+    const double x = f.k * std::cos(angle) - f.e1Third;
     if (-kZero <= x && x <= kUpperU) {
       u = x < 0.0 ? 0.0 : (x > 1.0 ? 1.0 : x);
       return true;
@@ -60,18 +59,18 @@ bool SolveCubic(double a, double b, double c, double d, double& u) {
 
 // b u^2 + c u + d = 0, falling back to the linear root when b vanishes. The
 // roots are formed without cancellation (q, then q/b and d/q).
-bool SolveQuadratic(double b, double c, double d, double& u) {
-  if (-kZero < b && b < kZero) {
-    u = -(d / c);
+bool SolveQuadratic(const BezierInverse& f, double d, double& u) {
+  if (-kZero < f.b && f.b < kZero) {
+    u = -(d / f.c);
     return true;
   }
-  double disc = std::pow(c, 2.0) - 4 * b * d;
+  double disc = f.cSquared - f.fourB * d;
   if (disc < 0.0) {
     if (std::fabs(disc) >= kDiscriminantNoise) return false;
     disc = 0.0;
   }
-  const double q = -0.5 * (c + Sign(c) * std::sqrt(disc));
-  const double r1 = q / b, r2 = d / q;
+  const double q = -0.5 * (f.c + Sign(f.c) * std::sqrt(disc));
+  const double r1 = q / f.b, r2 = d / q;
   if (InOpenRange(r1)) return u = r1, true;
   if (InOpenRange(r2)) return u = r2, true;
   return false;
@@ -80,20 +79,47 @@ bool SolveQuadratic(double b, double c, double d, double& u) {
 }  // namespace
 
 double BezierValue(double u, double p0, double p1, double p2, double p3) noexcept {
-  return 3 * u * u * (1 - u) * p2 + ((1 - u) * (1 - u) * (1 - u) * p0 + 3 * u * (1 - u) * (1 - u) * p1) +
-         u * u * u * p3;
+  return 3 * u * u * (1 - u) * p2 +
+         ((1 - u) * (1 - u) * (1 - u) * p0 + 3 * u * (1 - u) * (1 - u) * p1) + u * u * u * p3;
+}
+
+// Each expression keeps the grouping it has written out in full, so that
+// the parts kept here and the parts added per value round as they always did.
+BezierInverse PrepareBezierInverse(double p0, double p1, double p2, double p3) {
+  BezierInverse f;
+  f.p0 = p0;
+  f.p3 = p3;
+  f.a = 3 * p1 - p0 - 3 * p2 + p3;
+  f.b = 3 * (p0 - 2 * p1 + p2);
+  f.c = 3 * (p1 - p0);
+  f.cubic = !(f.a > -kZero && f.a < kZero);
+  if (!f.cubic) {
+    f.cSquared = std::pow(f.c, 2.0);
+    f.fourB = 4 * f.b;
+    return f;
+  }
+  f.e1 = f.b / f.a;
+  f.e2 = f.c / f.a;
+  f.q = (f.e1 * f.e1 - 3 * f.e2) / 9;
+  f.rLead = 2 * f.e1 * f.e1 * f.e1 - 9 * f.e1 * f.e2;
+  f.q3 = f.q * f.q * f.q;
+  f.e1Third = f.e1 / 3;
+  f.rootQ3 = std::sqrt(f.q3);  // NaN for Q < 0, where the three-root form is never used
+  f.k = -2 * std::sqrt(f.q);
+  return f;
+}
+
+double SolveBezierInverse(const BezierInverse& curve, double x) {
+  if (curve.p0 == x) return 0.0;
+  if (curve.p3 == x) return 1.0;
+  const double d = curve.p0 - x;
+  double u = 0.0;
+  const bool found = curve.cubic ? SolveCubic(curve, d, u) : SolveQuadratic(curve, d, u);
+  return found ? u : ReportNoRoot();
 }
 
 double FindUForBezierValue(double x, double p0, double p1, double p2, double p3) {
-  if (p0 == x) return 0.0;
-  if (p3 == x) return 1.0;
-  const double a = 3 * p1 - p0 - 3 * p2 + p3;
-  const double b = 3 * (p0 - 2 * p1 + p2);
-  const double c = 3 * (p1 - p0);
-  const double d = p0 - x;
-  double u = 0.0;
-  const bool found = (a > -kZero && a < kZero) ? SolveQuadratic(b, c, d, u) : SolveCubic(a, b, c, d, u);
-  return found ? u : ReportNoRoot();
+  return SolveBezierInverse(PrepareBezierInverse(p0, p1, p2, p3), x);
 }
 
 double TimeTranslationEaseInOut(double t, double a, double b) {

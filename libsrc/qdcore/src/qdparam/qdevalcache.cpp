@@ -96,6 +96,12 @@ mtime ResolvedTime(const KeyPosition& position, unsigned int index, mtime durati
 
 std::uint64_t Bits(mtime t) { return std::bit_cast<std::uint64_t>(static_cast<double>(t)); }
 
+// A Bezier keyframe whose handles the record holds: its segment's time
+// curve is worked out once per clip length.
+bool IsPreparedBezier(const KeyRecord& record) {
+  return record.interpolation == INTERPOLATION_BEZIER && !record.anchorsReport;
+}
+
 }  // namespace
 
 // The parameter's keyframes, read as the list keeps them.
@@ -337,7 +343,18 @@ std::unique_ptr<Timeline> CParam::EvalCache::Resolve(mtime duration, mtime minDu
   const auto outOfOrder = [](mtime before, mtime after) { return !(after >= before); };
   line->ordered =
       std::adjacent_find(line->times.begin(), line->times.end(), outOfOrder) == line->times.end();
+  PrepareBezierSegments(*line, duration);
   return line;
+}
+
+void CParam::EvalCache::PrepareBezierSegments(Timeline& line, mtime duration) const {
+  const std::size_t count = line.times.size();
+  for (std::size_t i = 0; i + 1 < count; ++i) {
+    if (!IsPreparedBezier(m_keys[i])) continue;
+    if (line.bezier.empty()) line.bezier.resize(count - 1);
+    const Segment s{mtime(), duration, line.times[i], line.times[i + 1], 0.0, 0.0};
+    line.bezier[i] = BezierTimeCurve(s, HandlesOf(m_keys[i], m_anchors.data()));
+  }
 }
 
 // The first slot is looked at first: most parameters are only ever asked
@@ -369,6 +386,7 @@ const Timeline* CParam::EvalCache::TimelineFor(mtime duration, mtime minDuration
 struct CParam::EvalCache::Bracket {
   unsigned int index = 0;
   mtime prevTime, nextTime;  // as the walk leaves them, starting default
+  const Timeline* line = nullptr;  // the times it walked, when they were kept
 };
 
 CParam::EvalCache::Bracket CParam::EvalCache::Walk(mtime time, mtime duration, mtime minDuration,
@@ -388,11 +406,15 @@ CParam::EvalCache::Bracket CParam::EvalCache::Walk(mtime time, mtime duration, m
   }
   if (bracket.index > 0) bracket.prevTime = timeAt(bracket.index - 1);
   bracket.nextTime = bracket.index < count ? timeAt(bracket.index) : mtime(kNoNextTime);
+  bracket.line = line;
   return bracket;
 }
 
-CachedKey CParam::EvalCache::KeyAt(const CParam& param, unsigned int index) const {
-  return {&m_keys[index], Keys(param) + index, m_anchors.data()};
+CachedKey CParam::EvalCache::KeyAt(const CParam& param, unsigned int index,
+                                   const Timeline* line) const {
+  const bool prepared = line && index < line->bezier.size() && IsPreparedBezier(m_keys[index]);
+  return {&m_keys[index], Keys(param) + index, m_anchors.data(),
+          prepared ? &line->bezier[index] : nullptr};
 }
 
 double CParam::EvalCache::Interpolate(const CParam& param, mtime time, mtime duration,
@@ -404,8 +426,8 @@ double CParam::EvalCache::Interpolate(const CParam& param, mtime time, mtime dur
   if (!(duration > 0.0)) VerifyWalkDuration(duration);
   const Bracket bracket = Walk(time, duration, minDuration, cursor);
   const unsigned int i = bracket.index;
-  const CachedKey prev = i > 0 ? KeyAt(param, i - 1) : CachedKey{};
-  const CachedKey next = i < m_keyCount ? KeyAt(param, i) : CachedKey{};
+  const CachedKey prev = i > 0 ? KeyAt(param, i - 1, bracket.line) : CachedKey{};
+  const CachedKey next = i < m_keyCount ? KeyAt(param, i, bracket.line) : CachedKey{};
   return InterpolateKeys(time, duration, i > 0 ? &prev : nullptr, bracket.prevTime,
                          i < m_keyCount ? &next : nullptr, bracket.nextTime, def);
 }
@@ -494,8 +516,8 @@ CParam::EvalCache::Run CParam::EvalCache::FillRun(const CParam& param, mtime dur
   const unsigned long end = EndOfRun(from, count, stopsAtK);
   const Run bySample{end - from, false};
 
-  const CachedKey prev = k > 0 ? KeyAt(param, k - 1) : CachedKey{};
-  const CachedKey next = k < m_keyCount ? KeyAt(param, k) : CachedKey{};
+  const CachedKey prev = k > 0 ? KeyAt(param, k - 1, line) : CachedKey{};
+  const CachedKey next = k < m_keyCount ? KeyAt(param, k, line) : CachedKey{};
   const CachedKey* first = k > 0 ? &prev : nullptr;
   const CachedKey* second = k < m_keyCount ? &next : nullptr;
   const mtime prevTime = k > 0 ? line->times[k - 1] : mtime();

@@ -36,6 +36,9 @@ struct Timeline {
   std::uint64_t duration = 0, minDuration = 0;  // bit patterns: NaN matches itself
   bool ordered = false;  // never decreasing in list order: a binary search is the walk
   std::vector<mtime> times;
+  // By keyframe: the time curve of the Bezier segment it starts (to the
+  // next keyframe in the list, as the walk pairs them). Empty without one.
+  std::vector<BezierInverse> bezier;
 
   // The index of the keyframe the list-order walk stops at (the first one
   // not at or before `time`), the count when it runs out. `cursor` is the
@@ -174,7 +177,8 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   const Timeline* TimelineFor(mtime duration, mtime minDuration) const;
   std::unique_ptr<Timeline> Resolve(mtime duration, mtime minDuration) const;
   Bracket Walk(mtime time, mtime duration, mtime minDuration, unsigned int& cursor) const;
-  CachedKey KeyAt(const CParam& param, unsigned int index) const;
+  CachedKey KeyAt(const CParam& param, unsigned int index, const Timeline* line) const;
+  void PrepareBezierSegments(Timeline& line, mtime duration) const;
   double Restrict(double value) const {
     return plainClamp ? ClampToOrderedLimits(doubleLimits, value)
                       : EnforceDoubleLimits(doubleLimits, value);

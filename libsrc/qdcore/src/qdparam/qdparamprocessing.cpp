@@ -168,13 +168,16 @@ double InterpolateParamDouble(mtime time, const CParam& param, mtime duration, m
 // 3. Interpolation kinds
 // ===========================================================================
 
-// Handle times are fractions of the clip. Time and value follow the same
-// curve of u, so u is found from the time first.
-double BezierSegmentValue(const Segment& s, const BezierHandles& h) {
+BezierInverse BezierTimeCurve(const Segment& s, const BezierHandles& h) {
   const double c1 = static_cast<double>(h.outTime * s.duration + static_cast<double>(s.t0));
   const double c2 = static_cast<double>(h.inTime * s.duration + static_cast<double>(s.t1));
-  const double u = FindUForBezierValue(static_cast<double>(s.time), static_cast<double>(s.t0), c1,
-                                       c2, static_cast<double>(s.t1));
+  return PrepareBezierInverse(static_cast<double>(s.t0), c1, c2, static_cast<double>(s.t1));
+}
+
+// Time and value follow the same curve of u, so u is found from the time first.
+double BezierSegmentValue(const Segment& s, const BezierHandles& h,
+                          const BezierInverse& timeCurve) {
+  const double u = SolveBezierInverse(timeCurve, static_cast<double>(s.time));
   return BezierValue(u, s.y0, s.y0 + h.outValue, s.y1 + h.inValue, s.y1);
 }
 

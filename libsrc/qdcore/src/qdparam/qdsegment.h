@@ -7,6 +7,7 @@
 
 #include <cmath>
 
+#include "qdbezierinverse.h"
 #include "qdcore/core.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/qdcalc.h"
@@ -45,7 +46,13 @@ inline double LinearValue(const Segment& s) {
   return static_cast<double>(weighted / static_cast<double>(s.t1 - s.t0));
 }
 
-double BezierSegmentValue(const Segment& s, const BezierHandles& h);
+// A Bezier segment's time curve: handle times are fractions of the clip.
+BezierInverse BezierTimeCurve(const Segment& s, const BezierHandles& h);
+// u is found on the time curve, then the value taken at u.
+double BezierSegmentValue(const Segment& s, const BezierHandles& h, const BezierInverse& timeCurve);
+inline double BezierSegmentValue(const Segment& s, const BezierHandles& h) {
+  return BezierSegmentValue(s, h, BezierTimeCurve(s, h));
+}
 // LinLog blends in log(1 + v); the logarithms come with the values, so
 // that a keyframe's is taken once.
 inline double LogOnePlus(double value) { return std::log(value + 1.0); }
@@ -86,7 +93,15 @@ struct CachedKey {
   const KeyRecord* record;
   const CKeyFrame* live;
   const Anchor* anchors;  // the pool that `firstAnchor` indexes
+  // The time curve of the Bezier segment this keyframe starts, worked out
+  // for the clip being asked about; null when there is none.
+  const BezierInverse* timeCurve = nullptr;
 };
+
+inline BezierHandles HandlesOf(const KeyRecord& record, const Anchor* anchors) {
+  const Anchor* h = anchors + record.firstAnchor;
+  return {h[0].position, h[0].value, h[1].position, h[1].value};
+}
 
 // What the blend asks of a keyframe. Overloads, so that one template serves
 // both kinds of keyframe.
@@ -108,8 +123,8 @@ inline double ValueOf(const CachedKey& key) {
 
 inline double BezierOf(const Segment& s, const CachedKey& key) {
   if (key.record->anchorsReport) return BezierOf(s, *key.live);
-  const Anchor* h = key.anchors + key.record->firstAnchor;
-  return BezierSegmentValue(s, {h[0].position, h[0].value, h[1].position, h[1].value});
+  const BezierHandles h = HandlesOf(*key.record, key.anchors);
+  return key.timeCurve ? BezierSegmentValue(s, h, *key.timeCurve) : BezierSegmentValue(s, h);
 }
 
 // A record's logarithm is that of the value it holds: for another value

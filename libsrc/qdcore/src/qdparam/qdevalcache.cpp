@@ -462,6 +462,8 @@ unsigned long EndOfRun(unsigned long from, unsigned long count, In in) {
   return outside;
 }
 
+constexpr unsigned int kNoPiece = ~0u;
+
 // The time translations a Spline segment eases by.
 constexpr unsigned int kSplineEases =
     TIMETRANSLATION_ANCHOREASEINOUT | TIMETRANSLATION_EASEIN | TIMETRANSLATION_EASEOUT;
@@ -550,13 +552,25 @@ CParam::EvalCache::Run CParam::EvalCache::FillRun(const CParam& param, mtime dur
     case INTERPOLATION_LINLOG:
       fillEach([&](const Segment& s) { return LinLogOf(s, prev, next, def); });
       break;
-    case INTERPOLATION_SPLINE:
+    case INTERPOLATION_SPLINE: {
       // Eased splines solve a Bezier, which can report.
-      if (prev.record->anchorsReport || (prev.record->timeTranslation & kSplineEases)) {
-        return bySample;
+      const KeyRecord& record = *prev.record;
+      if (record.anchorsReport || (record.timeTranslation & kSplineEases)) return bySample;
+      if (record.anchorCount == 0) {
+        fillEach([&](const Segment& s) { return SplineOf(s, prev); });
+        break;
       }
-      fillEach([&](const Segment& s) { return SplineOf(s, prev); });
+      // A piece between two points serves all the samples that fall in it.
+      const Anchor* anchors = prev.anchors + record.firstAnchor;
+      SplinePiece piece;
+      unsigned int pieceIndex = kNoPiece;
+      fillEach([&](const Segment& s) {
+        const unsigned int i = SplinePieceAt(s, anchors, record.anchorCount);
+        if (i != pieceIndex) piece = MakeSplinePiece(s, anchors, record.anchorCount, pieceIndex = i);
+        return SplinePieceValue(piece, s.time, record.timeTranslation);
+      });
       break;
+    }
     default:
       return bySample;  // solving a Bezier can report
   }

@@ -38,9 +38,6 @@ constexpr const char* kEnforceDoubleSignature =
 constexpr const char* kEnforceLongSignature =
     "long __cdecl EnforceRestricitionsLong(const class qdcore::CParam &,long)";
 
-// Spline values closer than this make a flat segment.
-constexpr double kFlatSpline = 1e-7;
-
 // ===========================================================================
 // 1. Keyframe times
 // ===========================================================================
@@ -220,54 +217,13 @@ double SplineWithoutAnchors(const Segment& s, unsigned int flags) {
   return static_cast<double>(time / static_cast<double>(s.t1 - s.t0)) * (s.y1 - s.y0) + s.y0;
 }
 
-// Catmull-Rom tangents (half the difference of the neighbours) written as
-// Bezier controls. The arithmetic runs on values shifted by their maximum,
-// which keeps a large common offset out of the rounding.
-struct CubicControls {
-  double start, c1, c2, end;
-};
-
-CubicControls CatmullRomControls(double before, double start, double end, double after) {
-  const double m = end > after ? end : after;
-  const double upper = start > m ? start : m;
-  const double shift = before > upper ? before : upper;
-  const double b = before - shift, s = start - shift, e = end - shift, a = after - shift;
-  const double c1 = s + (e - b) * 0.5 / 3.0;
-  const double c2 = e - (a - s) * 0.5 / 3.0;
-  return {s + shift, c1 + shift, c2 + shift, e + shift};
-}
-
 }  // namespace
 
-// A Catmull-Rom curve through the first keyframe, the anchors (at fractions
-// of the clip) and the second keyframe.
 double SplineValue(const Segment& s, unsigned int flags, const Anchor* anchors,
                    unsigned int count) {
   if (count == 0) return SplineWithoutAnchors(s, flags);
-  // Points 0 .. count + 1: the first keyframe, the anchors, the second keyframe.
-  const auto timeOf = [&](unsigned int j) -> mtime {
-    if (j == 0) return s.t0;
-    return j > count ? s.t1 : anchors[j - 1].position * s.duration;
-  };
-  const auto valueOf = [&](unsigned int j) {
-    if (j == 0) return s.y0;
-    return j > count ? s.y1 : anchors[j - 1].value;
-  };
-  unsigned int i = 0;  // the piece from point i to point i + 1 holds the time
-  while (i < count && !(s.time < anchors[i].position * s.duration)) ++i;
-
-  const mtime start = timeOf(i), end = timeOf(i + 1);
-  const double p1 = valueOf(i), p2 = valueOf(i + 1);
-  if (std::fabs(p2 - p1) < kFlatSpline) return p1;
-  // Past either end the missing neighbour mirrors the other point.
-  const double p0 = i > 0 ? valueOf(i - 1) : p1 + (p1 - p2);
-  const double p3 = i < count ? valueOf(i + 2) : p2 + (p2 - p1);
-  const CubicControls c = CatmullRomControls(p0, p1, p2, p3);
-
-  mtime time = s.time;
-  if (flags & TIMETRANSLATION_ANCHOREASEINOUT) time = TimeTranslationEaseInOut(time, start, end);
-  const double u = static_cast<double>((time - start) / static_cast<double>(end - start));
-  return BezierValue(u, c.start, c.c1, c.c2, c.end);
+  const SplinePiece piece = MakeSplinePiece(s, anchors, count, SplinePieceAt(s, anchors, count));
+  return SplinePieceValue(piece, s.time, flags);
 }
 
 // ---- what the blend asks of a live keyframe

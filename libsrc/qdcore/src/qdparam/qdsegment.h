@@ -57,7 +57,84 @@ inline double BezierSegmentValue(const Segment& s, const BezierHandles& h) {
 // that a keyframe's is taken once.
 inline double LogOnePlus(double value) { return std::log(value + 1.0); }
 double LinLogValue(const Segment& s, double l0, double l1, double def);
+// A Catmull-Rom curve through the first keyframe, the anchors and the
+// second keyframe; without anchors, a straight line (see SplineWithoutAnchors).
 double SplineValue(const Segment& s, unsigned int flags, const Anchor* anchors, unsigned int count);
+
+// The parts of SplineValue with anchors, for callers that reuse a piece:
+// which piece holds the segment's time, the piece, and its value at a time.
+// Inline: a value array calls them for every sample.
+
+// Spline values closer than this make a flat piece.
+inline constexpr double kFlatSpline = 1e-7;
+
+struct CubicControls {
+  double start, c1, c2, end;
+};
+
+// Catmull-Rom tangents (half the difference of the neighbours) written as
+// Bezier controls. The arithmetic runs on values shifted by their maximum,
+// which keeps a large common offset out of the rounding.
+inline CubicControls CatmullRomControls(double before, double start, double end, double after) {
+  const double m = end > after ? end : after;
+  const double upper = start > m ? start : m;
+  const double shift = before > upper ? before : upper;
+  const double b = before - shift, s = start - shift, e = end - shift, a = after - shift;
+  const double c1 = s + (e - b) * 0.5 / 3.0;
+  const double c2 = e - (a - s) * 0.5 / 3.0;
+  return {s + shift, c1 + shift, c2 + shift, e + shift};
+}
+
+// Points 0 .. count + 1 are the first keyframe, the anchors (at fractions of
+// the clip) and the second keyframe; piece i runs from point i to point i + 1.
+struct SplinePiece {
+  mtime start, end;
+  bool flat = false;   // its two points are level: it holds `level`
+  double level = 0.0;  // the value of its first point
+  CubicControls controls{};
+};
+
+// The first anchor the time is before; `count` when none.
+inline unsigned int SplinePieceAt(const Segment& s, const Anchor* anchors, unsigned int count) {
+  unsigned int i = 0;
+  while (i < count && !(s.time < anchors[i].position * s.duration)) ++i;
+  return i;
+}
+
+inline SplinePiece MakeSplinePiece(const Segment& s, const Anchor* anchors, unsigned int count,
+                                   unsigned int i) {
+  const auto timeOf = [&](unsigned int j) -> mtime {
+    if (j == 0) return s.t0;
+    return j > count ? s.t1 : anchors[j - 1].position * s.duration;
+  };
+  const auto valueOf = [&](unsigned int j) {
+    if (j == 0) return s.y0;
+    return j > count ? s.y1 : anchors[j - 1].value;
+  };
+  SplinePiece piece;
+  piece.start = timeOf(i);
+  piece.end = timeOf(i + 1);
+  const double p1 = valueOf(i), p2 = valueOf(i + 1);
+  piece.level = p1;
+  piece.flat = std::fabs(p2 - p1) < kFlatSpline;
+  if (piece.flat) return piece;
+  // Past either end the missing neighbour mirrors the other point.
+  const double p0 = i > 0 ? valueOf(i - 1) : p1 + (p1 - p2);
+  const double p3 = i < count ? valueOf(i + 2) : p2 + (p2 - p1);
+  piece.controls = CatmullRomControls(p0, p1, p2, p3);
+  return piece;
+}
+
+inline double SplinePieceValue(const SplinePiece& piece, mtime time, unsigned int flags) {
+  if (piece.flat) return piece.level;
+  if (flags & TIMETRANSLATION_ANCHOREASEINOUT) {
+    time = TimeTranslationEaseInOut(time, piece.start, piece.end);
+  }
+  const double u = static_cast<double>((time - piece.start) /
+                                       static_cast<double>(piece.end - piece.start));
+  const CubicControls& c = piece.controls;
+  return BezierValue(u, c.start, c.c1, c.c2, c.end);
+}
 
 // The anchors a Spline blend uses: up to kMaxSplineAnchors read into
 // `anchors`, unread records zero. Returns how many to use.

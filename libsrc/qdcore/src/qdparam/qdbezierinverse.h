@@ -19,6 +19,7 @@ struct BezierInverse {
   double rLead = 0.0;  // 2 e1^3 - 9 e1 e2, the start of R's numerator
   double q = 0.0, q3 = 0.0;
   double rootQ3 = 0.0, k = 0.0;  // sqrt(Q^3) and -2 sqrt(Q)
+  bool rootMayFit[3] = {true, true, true};  // each of the three-root form's roots
   double e1Third = 0.0;
   // The quadratic's discriminant, but for d.
   double cSquared = 0.0, fourB = 0.0;
@@ -28,5 +29,7 @@ BezierInverse PrepareBezierInverse(double p0, double p1, double p2, double p3);
 // The u at which the curve equals x; reports and gives 0.0 when none is in
 // range.
 double SolveBezierInverse(const BezierInverse& curve, double x);
+// The same without the report: false, and `u` unspecified, when none is.
+bool TrySolveBezierInverse(const BezierInverse& curve, double x, double& u);
 
 }  // namespace qdcore

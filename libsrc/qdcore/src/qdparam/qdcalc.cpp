@@ -43,12 +43,14 @@ bool SolveCubic(const BezierInverse& f, double d, double& u) {
     u = Bq + A - f.e1Third;
     return true;
   }
-  // Three real roots, tried in this order; each costs a cosine, so a later
-  // one is worked out only when the earlier ones are out of range.
+  // Three real roots, tried in this order; each costs a cosine, so it is
+  // taken only for a root that the curve lets fall in range, and only when
+  // the ones before it did not.
   const double theta = std::acos(R / f.rootQ3);
   const double angles[] = {theta / 3, (theta + kTwoPi) / 3, (theta - kTwoPi) / 3};
-  for (double angle : angles) {
-    const double x = f.k * std::cos(angle) - f.e1Third;
+  for (int i = 0; i < 3; ++i) {
+    if (!f.rootMayFit[i]) continue;
+    const double x = f.k * std::cos(angles[i]) - f.e1Third;
     if (-kZero <= x && x <= kUpperU) {
       u = x < 0.0 ? 0.0 : (x > 1.0 ? 1.0 : x);
       return true;
@@ -74,6 +76,18 @@ bool SolveQuadratic(const BezierInverse& f, double d, double& u) {
   if (InOpenRange(r1)) return u = r1, true;
   if (InOpenRange(r2)) return u = r2, true;
   return false;
+}
+
+// Whatever the angle (acos gives 0 to pi), the cosine in each of the three
+// roots keeps to a band: cos(theta / 3) to [1/2, 1], cos((theta + 2 pi) / 3)
+// to [-1, -1/2], cos((theta - 2 pi) / 3) to [-1/2, 1/2]. So the curve alone
+// bounds each root, k cos - e1 / 3. A root whose bounds, widened far past any
+// rounding, miss the accepted range can never be the answer.
+bool RootMayFit(double k, double e1Third, double lowCosine, double highCosine) {
+  const double a = k * lowCosine - e1Third, b = k * highCosine - e1Third;
+  const double margin = 1e-9 * (1.0 + std::fabs(k) + std::fabs(e1Third));
+  const double low = a < b ? a : b, high = a < b ? b : a;
+  return !(high < -kZero - margin) && !(low > kUpperU + margin);  // NaN may fit
 }
 
 }  // namespace
@@ -106,16 +120,22 @@ BezierInverse PrepareBezierInverse(double p0, double p1, double p2, double p3) {
   f.e1Third = f.e1 / 3;
   f.rootQ3 = std::sqrt(f.q3);  // NaN for Q < 0, where the three-root form is never used
   f.k = -2 * std::sqrt(f.q);
+  f.rootMayFit[0] = RootMayFit(f.k, f.e1Third, 0.5, 1.0);
+  f.rootMayFit[1] = RootMayFit(f.k, f.e1Third, -1.0, -0.5);
+  f.rootMayFit[2] = RootMayFit(f.k, f.e1Third, -0.5, 0.5);
   return f;
 }
 
-double SolveBezierInverse(const BezierInverse& curve, double x) {
-  if (curve.p0 == x) return 0.0;
-  if (curve.p3 == x) return 1.0;
+bool TrySolveBezierInverse(const BezierInverse& curve, double x, double& u) {
+  if (curve.p0 == x) return u = 0.0, true;
+  if (curve.p3 == x) return u = 1.0, true;
   const double d = curve.p0 - x;
+  return curve.cubic ? SolveCubic(curve, d, u) : SolveQuadratic(curve, d, u);
+}
+
+double SolveBezierInverse(const BezierInverse& curve, double x) {
   double u = 0.0;
-  const bool found = curve.cubic ? SolveCubic(curve, d, u) : SolveQuadratic(curve, d, u);
-  return found ? u : ReportNoRoot();
+  return TrySolveBezierInverse(curve, x, u) ? u : ReportNoRoot();
 }
 
 double FindUForBezierValue(double x, double p0, double p1, double p2, double p3) {

@@ -496,9 +496,10 @@ void FillLinear(const Segment& segment, const DoubleLimits& limits, mtime start,
 
 }  // namespace
 
-// Only runs that cannot report are filled here: held and linear segments
-// with a clamp alone. The others are measured and left to go sample by
-// sample, with reports and trace lines in order.
+// Only what cannot report is filled here: segments with a clamp alone, and
+// of a Bezier segment the samples up to one whose solve would report. The
+// rest is measured and left to go sample by sample, with reports and trace
+// lines in order.
 CParam::EvalCache::Run CParam::EvalCache::FillRun(const CParam& param, mtime duration,
                                                   mtime minDuration, mtime start, mtime step,
                                                   double def, double* values, unsigned long from,
@@ -571,8 +572,24 @@ CParam::EvalCache::Run CParam::EvalCache::FillRun(const CParam& param, mtime dur
       });
       break;
     }
+    case INTERPOLATION_BEZIER: {
+      // A time without a root would report: the run stops before it, and
+      // that sample goes alone, report and all.
+      if (!prev.timeCurve) return bySample;
+      const BezierHandles h = HandlesOf(*prev.record, prev.anchors);
+      Segment s = segment;
+      for (unsigned long j = from; j < end; ++j) {
+        s.time = SampleTime(start, step, j);
+        double u = 0.0;
+        if (!TrySolveBezierInverse(*prev.timeCurve, static_cast<double>(s.time), u)) {
+          return {j - from, j > from};
+        }
+        values[j] = ClampToOrderedLimits(doubleLimits, BezierValueAt(s, h, u));
+      }
+      break;
+    }
     default:
-      return bySample;  // solving a Bezier can report
+      return bySample;
   }
   return {end - from, true};
 }

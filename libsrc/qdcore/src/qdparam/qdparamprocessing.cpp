@@ -174,8 +174,7 @@ BezierInverse BezierTimeCurve(const Segment& s, const BezierHandles& h) {
 // Time and value follow the same curve of u, so u is found from the time first.
 double BezierSegmentValue(const Segment& s, const BezierHandles& h,
                           const BezierInverse& timeCurve) {
-  const double u = SolveBezierInverse(timeCurve, static_cast<double>(s.time));
-  return BezierValue(u, s.y0, s.y0 + h.outValue, s.y1 + h.inValue, s.y1);
+  return BezierValueAt(s, h, SolveBezierInverse(timeCurve, static_cast<double>(s.time)));
 }
 
 // The mean of a linear blend and a blend of log(1 + v), given those logs.

@@ -49,6 +49,9 @@ inline double LinearValue(const Segment& s) {
 // A Bezier segment's time curve: handle times are fractions of the clip.
 BezierInverse BezierTimeCurve(const Segment& s, const BezierHandles& h);
 // u is found on the time curve, then the value taken at u.
+inline double BezierValueAt(const Segment& s, const BezierHandles& h, double u) {
+  return BezierValue(u, s.y0, s.y0 + h.outValue, s.y1 + h.inValue, s.y1);
+}
 double BezierSegmentValue(const Segment& s, const BezierHandles& h, const BezierInverse& timeCurve);
 inline double BezierSegmentValue(const Segment& s, const BezierHandles& h) {
   return BezierSegmentValue(s, h, BezierTimeCurve(s, h));

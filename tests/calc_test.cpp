@@ -105,11 +105,13 @@ TEST(Bezier, InverseIsTheFormulaAsWrittenToTheBit) {
   int branches[3] = {};  // no root, in range, exactly at an end
   for (int i = 0; i < 20000; ++i) {
     // Arbitrary controls reach every branch; some are nudged to a quadratic
-    // (a = 0) or a line (a = b = 0).
+    // (a = 0) or a line (a = b = 0), some are keyframe timing (handles
+    // inside the segment, where the first two of three roots never fit).
     double p0 = 10 * unit(random), p1 = 10 * unit(random), p2 = 10 * unit(random),
            p3 = 10 * unit(random);
     if (i % 5 == 1) p3 = p0 + 3 * (p2 - p1);
     if (i % 5 == 2) p1 = p0 + (p3 - p0) / 3, p2 = p0 + 2 * (p3 - p0) / 3;
+    if (i % 5 == 3) p1 = p0 + (p3 - p0) * (unit(random) + 0.5) / 2, p2 = p3 - (p1 - p0);
     const double x = i % 97 == 0 ? p0 : p0 + (p3 - p0) * unit(random);
     const double expected = InverseAsWritten(x, p0, p1, p2, p3);
     qdtest::AssertCapture asserts;

@@ -11,8 +11,7 @@ namespace {
 
 // Shapes of the given kinds (mode 3, terminator 0xABCD, numbers base + i),
 // then the trailing values.
-Payload Mask(std::initializer_list<std::uint32_t> kinds, std::initializer_list<float> values,
-             float base = 0) {
+Payload Mask(std::initializer_list<std::uint32_t> kinds, std::initializer_list<float> values, float base = 0) {
   PayloadBuilder b;
   b.U32(static_cast<std::uint32_t>(kinds.size()));
   for (std::uint32_t kind : kinds) {
@@ -45,8 +44,7 @@ TEST(GeometryMask, WalksTheShapesAndBlendsEveryNumber) {
   EXPECT_EQ(F32At(out, 44), 33.0f);  // kind 1's last extra number: 18 and 38
   EXPECT_EQ(U32At(out, 48), 0xABCDu);
   EXPECT_EQ(U32At(out, 92), 5u);
-  for (std::size_t at = 96; at < 116; at += 4)
-    EXPECT_EQ(F32At(out, at), Mix(F32At(a, at), F32At(b, at), 0.25));
+  for (std::size_t at = 96; at < 116; at += 4) EXPECT_EQ(F32At(out, at), Mix(F32At(a, at), F32At(b, at), 0.25));
 }
 
 TEST(GeometryMask, DisagreementDeclinesKeepingTheWordsBefore) {

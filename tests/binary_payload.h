@@ -50,8 +50,7 @@ inline qdcore::CParam BinaryParam(const char16_t* kind, const Payload& own = {0x
 // A keyframe at a relative position; `interpolation` 0 leaves the attribute
 // out (which reads as Hold).
 inline void AddKey(qdcore::CParam& param, double position, const Payload& payload,
-                   unsigned int interpolation = qdcore::INTERPOLATION_LINEAR,
-                   unsigned int timeTranslation = 0) {
+                   unsigned int interpolation = qdcore::INTERPOLATION_LINEAR, unsigned int timeTranslation = 0) {
   qdcore::CKeyFrame kf(param);
   kf.SetPosition(position);
   kf.SetValueBinary(payload.data(), static_cast<unsigned int>(payload.size()));

@@ -48,8 +48,7 @@ TEST(SplitGraph, EachKindBlendsItsTailAndAnswersItsLength) {
   Payload out;
   const Payload a = Graph(2, 15, 10, 5), b = Graph(2, 15, 20, 5);
   ASSERT_EQ(Blend(a, b, 0.3, out), 68u);
-  for (std::size_t at = 48; at < 68; at += 4)
-    EXPECT_EQ(F32At(out, at), Mix(F32At(a, at), F32At(b, at), 0.3));
+  for (std::size_t at = 48; at < 68; at += 4) EXPECT_EQ(F32At(out, at), Mix(F32At(a, at), F32At(b, at), 0.3));
 }
 
 TEST(SplitGraph, KindsAndCountsThatCannotBlendDecline) {

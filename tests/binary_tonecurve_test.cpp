@@ -60,8 +60,7 @@ void ExpectCurve(const Curve& actual, const Curve& expected) {
 }  // namespace
 
 TEST(ToneCurve, PointsMergeByXWithinATolerance) {
-  const Payload a = Tone(
-      {{{0, 0.1f}, {0.5f, 0.7f}, {1, 0.9f}}, kIdentity, {{0, 0}, {0.5f, 0.4f}, {1, 1}}, kIdentity});
+  const Payload a = Tone({{{0, 0.1f}, {0.5f, 0.7f}, {1, 0.9f}}, kIdentity, {{0, 0}, {0.5f, 0.4f}, {1, 1}}, kIdentity});
   const Payload b = Tone({{{0, 0.3f}, {0.5f, 0.2f}, {1, 1}},
                           {{0, 1}, {1, 0}},
                           {{0, 0}, {0.509f, 0.6f}, {1, 1}},
@@ -86,13 +85,11 @@ TEST(ToneCurve, PointsMergeByXWithinATolerance) {
 TEST(ToneCurve, MissingPointsComeFromTheOtherCurvesSpline) {
   // Natural spline through (0, 0), (0.5, 0.8), (1, 1): 0.45625 at 0.25.
   EXPECT_FLOAT_EQ(Decode(BlendAt(First({{0, 0}, {0.25f, 0.3f}, {0.5f, 0.8f}, {1, 1}}),
-                                 First({{0, 0}, {0.5f, 0.8f}, {1, 1}}), 5))[0][1]
-                      .y,
+                                 First({{0, 0}, {0.5f, 0.8f}, {1, 1}}), 5))[0][1].y,
                   0.5f * 0.3f + 0.5f * 0.45625f);
   // Through (0, 0), (0.5, 1), (1, 1) it reaches 1.09375 at 0.75, clamped to 1.
   EXPECT_FLOAT_EQ(Decode(BlendAt(First({{0, 0}, {0.75f, 0.5f}, {1, 1}}),
-                                 First({{0, 0}, {0.5f, 1}, {1, 1}}), 5))[0][2]
-                      .y,
+                                 First({{0, 0}, {0.5f, 1}, {1, 1}}), 5))[0][2].y,
                   0.5f * 0.5f + 0.5f * 1.0f);
   // (0, 0.5)-(1, 0.5) acts as the identity; (0.2, 0.3)-(0.8, 0.9) holds its
   // end values beyond its ends.
@@ -144,14 +141,12 @@ TEST(ToneCurve, NearAKeyframeItsCurvesComeBackCutToThePayloadSize) {
     Payload out(c.result, 0xEE);
     ASSERT_EQ(BlendToneCurve(c.payload, b, 0.0, 0.0, 10.0, out.data(), c.result), c.result);
     EXPECT_EQ(Head(out, c.written.size()), c.written) << c.result;
-    EXPECT_EQ(Payload(out.begin() + c.written.size(), out.end()),
-              Payload(c.result - c.written.size(), 0xEE));
+    EXPECT_EQ(Payload(out.begin() + c.written.size(), out.end()), Payload(c.result - c.written.size(), 0xEE));
   }
 }
 
 TEST(ToneCurve, HostilePayloadsStillEncodeConsistently) {
-  const float nan = std::numeric_limits<float>::quiet_NaN(),
-              inf = std::numeric_limits<float>::infinity();
+  const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
   std::vector<Payload> payloads = {{},
                                    PayloadBuilder().U32(0x80000000u).U32(4).U32(0).U32(0),
                                    Payload(68, 0xFF),

@@ -62,8 +62,7 @@ TEST(XmlAttributes, NumbersBooleansFlagsAndIndexesReadTheirText) {
       {u"Spline", 0, 4},     {u"linear", 0, ~0u},         {u" Linear", 0, ~0u}, {nullptr, 0, ~0u}};
   for (const Entry& c : entries) {
     EXPECT_EQ(With(c.text).FindAttributeFlags(kA, kColours, 5, u'|'), c.flags) << Label(c.text);
-    EXPECT_EQ(With(c.text).FindAttributeIndex(kA, u"Hold; Linear ;Bezier;;Spline", u';'), c.index)
-        << Label(c.text);
+    EXPECT_EQ(With(c.text).FindAttributeIndex(kA, u"Hold; Linear ;Bezier;;Spline", u';'), c.index) << Label(c.text);
   }
   EXPECT_EQ(With(u"Hold").FindAttributeIndex(kA, nullptr, u';'), ~0u);
 }
@@ -128,9 +127,8 @@ TEST(XmlAttributes, ReadsAllocateNothing) {
   unsigned char bytes[4];
   EXPECT_EQ(element.GetDataBinary(bytes, 4), 4u);  // first read decodes and caches
   const std::size_t before = qdtest::AllocationCount();
-  double sum = 0;
-  for (int i = 0; i < 1000; ++i) {
-    sum += element.FindAttributeDouble(pooled) + element.FindAttributeInt(position, 0);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(element.FindAttributeDouble(pooled) + element.FindAttributeInt(position, 0), 12.25);
   }
   EXPECT_TRUE(element.HasAttribute(unpooled) && !element.HasAttribute(missing));
   EXPECT_TRUE(element.FindAttribute(pooled) == u"12.25s" && element.FindAttribute(u"kind") == u"Linear");
@@ -139,7 +137,6 @@ TEST(XmlAttributes, ReadsAllocateNothing) {
   EXPECT_EQ(element.FindAttributeIndex(unpooled, u"Hold,Linear", u','), 1u);
   EXPECT_EQ(element.GetDataBinarySize() + element.GetDataBinary(bytes, 4, 1), 7u);
   EXPECT_EQ(qdtest::AllocationCount(), before);
-  EXPECT_EQ(sum, 1000 * 12.25);
 }
 
 // ---- Shared storage
@@ -427,6 +424,15 @@ TEST(XmlRoundTrip, WrittenTreesReadBackEqual) {
   cases.back().second.Set(u"data and children");
   cases.back().second.item(1)->Add(Element(u"Anchor", {{u"v", u"\U0001F600"}}));
   cases.emplace_back("names", Element(u"\u00e9l\u00e9ment", {{u"ns:attr", u"1"}, {u"_x.y-z", u"2"}}));
+  // Big enough that the writer hands its text over in many pieces; the
+  // non-BMP characters make some piece end inside a surrogate pair.
+  cases.emplace_back("large", Element(u"Root"));
+  for (int i = 0; i < 3000; ++i) {
+    CXMLObject child = SampleParameter();
+    child.SetAttribute(P(u"name"), u"\U0001F600\U0001F600\U0001F600x");
+    child.Set(u"\U0001F601");
+    cases.back().second.Add(child);
+  }
 
   qdtest::TempDir temp;
   const std::u16string path = Wide(temp.path() + "/round.xml");
@@ -441,25 +447,6 @@ TEST(XmlRoundTrip, WrittenTreesReadBackEqual) {
       EXPECT_TRUE(doc.GetContentElement().IsEqual(element)) << label << " flags " << flags;
     }
   }
-}
-
-TEST(XmlRoundTrip, LargeTreeAcrossChunks) {
-  // Big enough that the writer hands its text over in many pieces; the
-  // non-BMP characters make some piece end inside a surrogate pair.
-  CXMLObject root = Element(u"Root");
-  for (int i = 0; i < 3000; ++i) {
-    CXMLObject child = SampleParameter();
-    child.SetAttribute(P(u"name"), u"\U0001F600\U0001F600\U0001F600x");
-    child.Set(u"\U0001F601");
-    root.Add(child);
-  }
-  qdtest::TempDir temp;
-  const std::u16string path = Wide(temp.path() + "/big.xml");
-  CXMLFileOut file;
-  ASSERT_TRUE(file.Open(path.c_str()) && file.Write(root) && file.Close());
-  CXMLDoc doc;
-  ASSERT_EQ(doc.OpenDocFile(path.c_str()), 0);
-  EXPECT_TRUE(doc.GetContentElement().IsEqual(root));
 }
 
 // ---- Documents

@@ -126,10 +126,9 @@ TEST(ParamEditing, KeyframesTakeTheParametersTypeAndEmptyOnesAreRefused) {
   CKeyFrame wrong = Key(u"0", 1, PARAM_LONG);
   EXPECT_FALSE(param.AddKey(wrong, 10.0, false));
   EXPECT_EQ(param.GetSize(), 1u);
-  ASSERT_EQ(asserts.reports().size(), 1u);
-  EXPECT_EQ(asserts.reports()[0].expression, "keyFrame.m_Type == GetType()");
-  EXPECT_EQ(asserts.reports()[0].signature,
-            "bool __cdecl qdcore::CParam::AddKey(class qdcore::CKeyFrame &,const class qdcore::mtime &,bool)");
+  EXPECT_EQ(asserts.reports(), (qdtest::Reports{{"keyFrame.m_Type == GetType()", kRuntimeAssumptionFailed,
+                                                 "bool __cdecl qdcore::CParam::AddKey(class qdcore::CKeyFrame &,"
+                                                 "const class qdcore::mtime &,bool)"}}));
 }
 
 TEST(ParamEditing, MinimumDurationCoversKeyframesFromBothEnds) {

@@ -44,11 +44,8 @@ void CheckFamily(const Family<T>& f, unsigned int own, unsigned int other, T inp
   qdtest::AssertCapture asserts;
   EXPECT_FALSE((wrong.*f.set)(input) || (wrong.*f.get)(v));
   EXPECT_EQ(Attr(wrong, f.attr), "3");
-  ASSERT_EQ(asserts.reports().size(), 2u);
-  EXPECT_EQ(asserts.reports()[0].expression, guard);
-  EXPECT_EQ(asserts.reports()[0].message, kRuntimeAssumptionFailed);
-  EXPECT_EQ(asserts.reports()[0].signature, f.setSig);
-  EXPECT_EQ(asserts.reports()[1].signature, f.getSig);
+  EXPECT_EQ(asserts.reports(), (qdtest::Reports{{guard, kRuntimeAssumptionFailed, f.setSig},
+                                                 {guard, kRuntimeAssumptionFailed, f.getSig}}));
 }
 
 #define QD_SIG(text) "bool __cdecl qdcore::CParam::" text
@@ -91,9 +88,8 @@ TEST(ParamType, SetTypeWritesWhatXmlCannotDefault) {
   qdtest::AssertCapture asserts;
   EXPECT_TRUE(known.SetType(PARAM_BOOL));  // reported, written, cache kept
   EXPECT_EQ(known.GetType(), PARAM_LONG);
-  ASSERT_EQ(asserts.reports().size(), 1u);
-  EXPECT_EQ(asserts.reports()[0].expression, "m_Type == PARAM_UNDEFINED");
-  EXPECT_EQ(asserts.reports()[0].signature, QD_SIG("SetType(unsigned int)"));
+  EXPECT_EQ(asserts.reports(), (qdtest::Reports{{"m_Type == PARAM_UNDEFINED", kRuntimeAssumptionFailed,
+                                                 QD_SIG("SetType(unsigned int)")}}));
 }
 
 // A family's getter and setter, and their signatures, from the name's middle.
@@ -114,8 +110,7 @@ TEST(ParamFamilies, TypedAttributesAndTheirGuards) {
       QD_FAMILY(long, GranularityLong, u"granularity"), QD_FAMILY(long, InactiveValueLong, u"inactive"),
       QD_FAMILY(long, ValueLong, u"value")};
   for (const auto& f : wholes) CheckFamily(f, PARAM_LONG, PARAM_DOUBLE, -12L, "-12", "type == PARAM_LONG");
-  const Family<bool> flags[] = {QD_FAMILY(bool, InactiveValueBool, u"inactive"),
-                                QD_FAMILY(bool, ValueBool, u"value")};
+  const Family<bool> flags[] = {QD_FAMILY(bool, InactiveValueBool, u"inactive"), QD_FAMILY(bool, ValueBool, u"value")};
   for (const auto& f : flags) CheckFamily(f, PARAM_BOOL, PARAM_STRING, false, "False", "type == PARAM_BOOL");
 }
 
@@ -131,20 +126,6 @@ TEST(ParamFamilies, StringValuesResetsAndNarrowing) {
   EXPECT_EQ(Attr(whole, u"min"), "5");
   EXPECT_TRUE(whole.ResetMinValue());
   EXPECT_FALSE(whole.ResetMinValue() || whole.ResetMaxValue() || whole.ResetGranularity());
-}
-
-TEST(ParamFamilies, StaticValueIsClampedToTheLimits) {
-  struct Row { bool isReal; double input; const char* stored; const char* report; } rows[] = {
-      {false, -5, "0", "lValue >= minmax"}, {false, 12, "10", "lValue <= minmax"}, {false, 10, "10", ""},
-      {true, 10.5, "10.000000000000", "dValue <= minmax"}, {true, -0.25, "0.000000000000", "dValue >= minmax"}};
-  for (const Row& row : rows) {
-    CParam param(Element(u"Parameter", {{u"type", row.isReal ? u"Double" : u"Long"}, {u"min", u"0"}, {u"max", u"10"}}));
-    qdtest::AssertCapture asserts;
-    EXPECT_TRUE(row.isReal ? param.SetValueDouble(row.input) : param.SetValueLong(long(row.input)));
-    EXPECT_EQ(Attr(param, u"value"), row.stored);
-    EXPECT_EQ(asserts.reports().empty() ? "" : asserts.reports()[0].expression, row.report) << row.stored;
-    EXPECT_LE(asserts.reports().size(), 1u);
-  }
 }
 
 TEST(ParamValues, BinaryValueAsBufferAndBlock) {
@@ -165,8 +146,7 @@ TEST(ParamValues, BinaryValueAsBufferAndBlock) {
 
   qdtest::AssertCapture asserts;  // another type is reported and still read
   EXPECT_EQ(CParam(PARAM_DOUBLE, u"r", 3).GetValueBinary(nullptr, 0, 0), 0u);
-  ASSERT_EQ(asserts.reports().size(), 1u);
-  EXPECT_EQ(asserts.reports()[0].expression, "GetType() == PARAM_BINARY");
+  EXPECT_EQ(asserts.expressions(), std::vector<std::string>{"GetType() == PARAM_BINARY"});
 }
 
 TEST(ParamValues, PropertyTreeIsReplacedByAPrivateCopy) {
@@ -224,9 +204,8 @@ TEST(ParamFlags, StatusInterpolationAlphaAndBinaryKind) {
   qdtest::AssertCapture asserts;
   EXPECT_TRUE(param.SetAlphaHandling(7));  // reported and taken as none
   EXPECT_FALSE(param.HasAttribute(P(u"alpha")));
-  ASSERT_EQ(asserts.reports().size(), 1u);
-  EXPECT_EQ(asserts.reports()[0].expression, "SetAlphaHandling - invalid type specified");
-  EXPECT_EQ(asserts.reports()[0].message, kIllegalCodePointReached);
+  EXPECT_EQ(asserts.reports(), (qdtest::Reports{{"SetAlphaHandling - invalid type specified",
+                                                 kIllegalCodePointReached, QD_SIG("SetAlphaHandling(unsigned int)")}}));
 
   const wchar* kinds[] = {u"SplitGraph", u"GeometryMask", u"ToneCurve", u"ColorWheel",
                           u"MaskMultiPolygon", u"MaskShapeDropper", u"splitgraph"};

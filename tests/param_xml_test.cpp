@@ -43,8 +43,7 @@ TEST(ParamXml, UpdateFindsItsSourceByKindAndId) {
   EXPECT_FALSE(param.Update(Parse(R"(<Other id="3" value="2"/>)"), false));
   EXPECT_EQ(Attr(param, u"value"), "1.000000000000");
   EXPECT_TRUE(param.Update(
-      Parse(R"(<Preset><Parameter id="4" value="2"/><Parameter id="3" value="5" max="9"/></Preset>)"),
-      false));
+      Parse(R"(<Preset><Parameter id="4" value="2"/><Parameter id="3" value="5" max="9"/></Preset>)"), false));
   EXPECT_EQ(Attr(param, u"value"), "5");
   EXPECT_EQ(Attr(param, u"max"), "9");
   EXPECT_EQ(Attr(param, u"min"), "0.000000000000");  // absent in the source: kept

@@ -37,11 +37,9 @@ const std::string kGlowParams =
     R"(<Parameter id="4" name="enabled" type="Bool" value="True"/>)"
     R"(<Parameter id="5" name="caption" type="String"><value><![CDATA[Soft & warm <glow>]]></value></Parameter>)";
 const std::string kGlow = R"(<Property name="Glow" alpha="Generate">)" + kGlowParams +
-                          R"(<Validation><Condition id="4" relation="Equal" value="0"/></Validation>)"
-                          R"(</Property>)";
+                          R"(<Validation><Condition id="4" relation="Equal" value="0"/></Validation></Property>)";
 // What storing the glow writes: the parameters, without the validation block.
-const std::string kGlowStored = R"(<Property name="Glow" alpha="Generate">)" + kGlowParams +
-                                R"(</Property>)";
+const std::string kGlowStored = R"(<Property name="Glow" alpha="Generate">)" + kGlowParams + R"(</Property>)";
 
 CParamSet Glow() {
   CParamSet set;
@@ -69,17 +67,12 @@ TEST(ParamSetXml, LoadsAnEffectAndStoresItBackAsItWas) {
   CParamSet set;
   set.SetStartTime(2.0);
   ASSERT_TRUE(set.Load(Parse(kGlow)));
-  EXPECT_EQ(set.GetSize(), 5u);
-  EXPECT_EQ(set.GetAlphaHandling(), ALPHA_GENERATE);
   EXPECT_EQ(double(set.GetStartTime()), 0.0);  // a load starts from a reset
-  EXPECT_EQ(set.Get(1ul)->GetSize(), 3u);
   EXPECT_EQ(set.GetNElements(P(u"")), 0u);  // children become parameters, or are left
   EXPECT_EQ(Stored(set), kGlowStored);
-
-  CXMLObject stored;
+  CXMLObject stored;  // and what it stores loads back the same
   set.Store(stored);
-  const CParamSet again(stored);
-  EXPECT_EQ(Stored(again), kGlowStored);
+  EXPECT_EQ(Stored(CParamSet(stored)), kGlowStored);
 }
 
 TEST(ParamSetXml, AFailedLoadLeavesAnEmptyResetSet) {
@@ -153,22 +146,19 @@ TEST(ParamSetXml, UpdateFromASetMergesByIdAndNeverReplaces) {
 
 TEST(ParamSetXml, UpdateFromXmlMergesParametersAndValuesById) {
   // Afterwards: parameter 1's "value" and keyframes, the set's size and alpha.
-  struct Row {
-    const char* what; const char* xml; bool flag, result;
-    const char* radiusValue; unsigned int radiusKeys, size; const char* alpha;
-  } rows[] = {
-      {"a value", R"(<Update alpha="Remove"><Value id="1" value="5.0"/></Update>)", false, true,
-       "5.0", 3, 5, "Generate"},
-      {"an unknown value", R"(<Property><Value id="77" value="5.0"/></Property>)", false, true,
-       "8.000000000000", 3, 5, "Generate"},
-      {"a parameter, merged", R"(<Property alpha="Remove"><Parameter id="1" value="6.0"/></Property>)",
-       false, true, "6.0", 3, 5, "Remove"},
-      {"a parameter, replaced", R"(<Property><Parameter id="1" value="6.0"/></Property>)", true,
-       true, "6.0", 0, 5, "Generate"},
-      {"a new parameter", R"(<Property><Parameter id="8" value="1.0"/></Property>)", false, true,
-       "8.000000000000", 3, 6, "Generate"},
-      {"a refused parameter", R"(<Property><Parameter id="-8" value="1.0"/></Property>)", false,
-       false, "", 0, 0, ""},
+  struct Row { const char* what; const char* xml; bool flag, result; const char* radiusValue;
+               unsigned int radiusKeys, size; const char* alpha; } rows[] = {
+      {"a value", R"(<Update alpha="Remove"><Value id="1" value="5.0"/></Update>)", false, true, "5.0", 3, 5,
+       "Generate"},
+      {"an unknown value", R"(<Property><Value id="77" value="5.0"/></Property>)", false, true, "8.000000000000", 3,
+       5, "Generate"},
+      {"a parameter, merged", R"(<Property alpha="Remove"><Parameter id="1" value="6.0"/></Property>)", false, true,
+       "6.0", 3, 5, "Remove"},
+      {"a parameter, replaced", R"(<Property><Parameter id="1" value="6.0"/></Property>)", true, true, "6.0", 0, 5,
+       "Generate"},
+      {"a new parameter", R"(<Property><Parameter id="8" value="1.0"/></Property>)", false, true, "8.000000000000", 3,
+       6, "Generate"},
+      {"a refused parameter", R"(<Property><Parameter id="-8" value="1.0"/></Property>)", false, false, "", 0, 0, ""},
   };
   for (const Row& row : rows) {
     CParamSet set = Glow();

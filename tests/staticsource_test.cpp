@@ -9,7 +9,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -62,12 +62,6 @@ bool ReadsBack(const CGUID& id) {
 std::string FolderOf(const qdtest::TempDir& tmp) { return tmp.path() + "/QWSTATICSOURCE"; }
 std::string FileOf(const qdtest::TempDir& tmp, const CGUID& id) { return FolderOf(tmp) + "/" + Text(id) + ".qws"; }
 
-std::vector<std::string> Lines(const qdtest::TraceCapture& trace) {
-  std::vector<std::string> lines;
-  for (const auto& line : trace.lines()) lines.push_back(line.text);
-  return lines;
-}
-
 // True when `call`, made on another thread, finishes within `wait` and
 // returns true; a call that does not finish stays blocked for good.
 bool OtherThreadGetsThrough(std::function<bool()> call, std::chrono::milliseconds wait) {
@@ -110,6 +104,15 @@ int RunSecondProcess(const char* role, const CGUID& id) {
   int status = 0;
   if (spawned != 0 || waitpid(child, &status, 0) != child) return -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The count an identifier has now, read from the trace of one more AddRef.
+int UseCount(const CGUID& id) {
+  qdtest::TraceCapture trace(835, 1);
+  if (!CStaticSource::AddRef(id) || trace.lines().size() != 1) return INT32_MIN;
+  CStaticSource::Release(id);
+  const std::string& line = trace.lines()[0].text;
+  return std::atoi(line.c_str() + line.find("usecount = ") + 11) - 1;
 }
 
 class StaticSourceTest : public ::testing::Test {
@@ -157,7 +160,7 @@ TEST_F(StaticSourceTest, CountsAndTraceLines) {
                                        "AddRef id = " + text + ", usecount = 2"};
   for (int count : {1, 0, -1}) expected.push_back("Release id = " + text + ", usecount = " + std::to_string(count));
   for (std::string& line : expected) line = "CStaticSource " + line + "\r\n";
-  EXPECT_EQ(Lines(trace), expected);
+  EXPECT_EQ(trace.texts(), expected);
   qdtest::TraceCapture quiet(835, 0);
   EXPECT_TRUE(CStaticSource::AddRef(id));
   EXPECT_TRUE(quiet.lines().empty());
@@ -295,7 +298,7 @@ TEST_F(StaticSourceDeathTest, ReplaceSplitsSharedEntriesAndKeepsTheLock) {
     CGUID caller = id;
     const CGUID fresh = NewId();
     Require(CStaticSource::ReplaceSource(caller, ContentFor(fresh)) && caller != id, "split off");
-    Require(Lines(trace) == std::vector<std::string>{
+    Require(trace.texts() == std::vector<std::string>{
                 "CStaticSource ReplaceSource id = " + Text(id) + ", usecount = 1\r\n",
                 "CStaticSource SetSource new id = " + Text(caller) + ", usecount = 1\r\n"}, "trace lines");
     CXMLObject content;
@@ -326,19 +329,6 @@ TEST_F(StaticSourceDeathTest, ReplaceSplitsSharedEntriesAndKeepsTheLock) {
     std::thread([] { std::exit(0); }).join();  // the unload finds the lock held by another thread
   }()), ::testing::ExitedWithCode(0), "");
 }
-
-namespace {
-
-// The count an identifier has now, read from the trace of one more AddRef.
-int UseCount(const CGUID& id) {
-  qdtest::TraceCapture trace(835, 1);
-  if (!CStaticSource::AddRef(id) || trace.lines().size() != 1) return INT32_MIN;
-  CStaticSource::Release(id);
-  const std::string& line = trace.lines()[0].text;
-  return std::atoi(line.c_str() + line.find("usecount = ") + 11) - 1;
-}
-
-}  // namespace
 
 TEST_F(StaticSourceTest, ThreadsKeepCountsAndContentConsistent) {
   std::vector<CGUID> shared(3);

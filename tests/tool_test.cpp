@@ -2,14 +2,13 @@
 // small files written by the tests: output shapes, exit statuses, messages,
 // the files it writes and the charts it draws.
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <initializer_list>
 #include <sstream>
 #include <string>
@@ -22,6 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using qdtest::ReadFile, qdtest::WriteFile;
+using ::testing::AllOf, ::testing::HasSubstr, ::testing::Not;
 
 const std::string kTool = QD_TEST_TOOL;
 const std::string kExamples = QD_EXAMPLES_DIR;
@@ -62,10 +62,7 @@ std::vector<std::string> Lines(const std::string& text) {
 
 std::size_t Count(const std::string& text, const std::string& needle) {
   std::size_t count = 0;
-  for (std::size_t at = text.find(needle); at != std::string::npos;
-       at = text.find(needle, at + 1)) {
-    ++count;
-  }
+  for (std::size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++count;
   return count;
 }
 
@@ -101,16 +98,13 @@ TEST_F(Tool, EvalPrintsATableOfEveryParameterOverTheDefaultClip) {
   EXPECT_EQ(result.err, "");
   const auto lines = Lines(result.out);
   ASSERT_EQ(lines.size(), 2u + 11u);  // header, rule, 0 s to 10 s in ten steps
-  EXPECT_EQ(Cells(lines[0]), (std::vector<std::string>{
-                                 "time", "(s)", "position_x", "position_y", "size", "rotation",
-                                 "opacity", "border_width", "shadow", "corner_radius", "caption"}));
   EXPECT_EQ(lines[1].find_first_not_of("- "), std::string::npos);
   // Every row as wide as the rule, so that the columns line up.
   for (std::size_t i = 2; i < lines.size() - 1; ++i) EXPECT_LE(lines[i].size(), lines[1].size());
   EXPECT_EQ(Cells(lines[2])[0], "0");
   EXPECT_EQ(Cells(lines[12])[0], "10");
-  EXPECT_NE(lines[2].find("Live from the studio"), std::string::npos);
-  EXPECT_NE(lines[12].find("Thanks for watching"), std::string::npos);
+  EXPECT_THAT(lines[2], HasSubstr("Live from the studio"));
+  EXPECT_THAT(lines[12], HasSubstr("Thanks for watching"));
 }
 
 // Each row: the time and the value, on the set's own time line (the fade-in
@@ -138,6 +132,8 @@ TEST_F(Tool, EvalSamplesTheRequestedTimes) {
 
 TEST_F(Tool, EvalChoosesParametersByNameAndIdInTheSetsOrder) {
   struct Case { std::vector<std::string> args; std::vector<std::string> header; } cases[] = {
+      {{}, {"time", "(s)", "position_x", "position_y", "size", "rotation", "opacity", "border_width", "shadow",
+            "corner_radius", "caption"}},
       {{"--id", "6", "-p", "opacity", "--id", "5"}, {"time", "(s)", "opacity", "border_width"}},
       {{"-p", "strength", kGrade}, {"time", "(s)", "strength"}},  // a file named after a choice
   };
@@ -159,11 +155,10 @@ TEST_F(Tool, EvalPrintsEachTypeAsCsvAndJson) {
                 "0,0,80 bytes: 0000000000000000\u2026,16 bytes: 0400000000000000\u2026,100,6500,"
                 "true,Teal & orange"}));
   // A blended colour wheel: the teal of the shadows (190 degrees) is there.
-  const Result wheels = Run({"eval", kGrade, "-p", "wheels", "--from", "3", "--to", "3"});
-  EXPECT_NE(wheels.out.find("80 bytes: 01000000be000000"), std::string::npos) << wheels.out;
-  const Result binary = Run({"eval", kGrade, "-p", "curves", "--format", "json", "--to", "0"});
-  EXPECT_NE(binary.out.find(R"({"bytes": 16, "head": "0400000000000000"})"), std::string::npos)
-      << binary.out;
+  EXPECT_THAT(Run({"eval", kGrade, "-p", "wheels", "--from", "3", "--to", "3"}).out,
+              HasSubstr("80 bytes: 01000000be000000"));
+  EXPECT_THAT(Run({"eval", kGrade, "-p", "curves", "--format", "json", "--to", "0"}).out,
+              HasSubstr(R"({"bytes": 16, "head": "0400000000000000"})"));
 
   const std::string file = SetFile(
       "odd.xml", R"(<Parameter id="1" name="a,b" type="String" value="say &quot;hi&quot;"/>)"
@@ -173,9 +168,8 @@ TEST_F(Tool, EvalPrintsEachTypeAsCsvAndJson) {
   EXPECT_EQ(Lines(csv.out), (std::vector<std::string>{"time,\"a,b\",x", "0,\"say \"\"hi\"\"\",0.1"}));
   const Result json = Run({"eval", file, "--format", "json", "--step", "5"});
   ASSERT_EQ(json.status, 0) << json.err;
-  EXPECT_NE(json.out.find(R"({"id": 1, "name": "a,b", "type": "String"})"), std::string::npos);
-  EXPECT_NE(json.out.find(R"({"time": 5, "values": ["say \"hi\"", 0.1]})"), std::string::npos)
-      << json.out;
+  EXPECT_THAT(json.out, AllOf(HasSubstr(R"({"id": 1, "name": "a,b", "type": "String"})"),
+                              HasSubstr(R"({"time": 5, "values": ["say \"hi\"", 0.1]})")));
   EXPECT_EQ(Count(json.out, "\"time\""), 3u);
   EXPECT_EQ(json.out.front(), '{');
   EXPECT_EQ(json.out.substr(json.out.size() - 2), "}\n");
@@ -189,9 +183,8 @@ TEST_F(Tool, EvalGathersTheLibrarysReportsIntoOneWarning) {
   EXPECT_EQ(Lines(result.out).size(), 13u);
   const auto warnings = Lines(result.err);
   ASSERT_EQ(warnings.size(), 1u) << result.err;
-  EXPECT_NE(warnings[0].find("qdparam: warning: the library reported"), std::string::npos);
-  EXPECT_NE(warnings[0].find("no value specified"), std::string::npos);
-  EXPECT_NE(warnings[0].find("11 times"), std::string::npos);
+  EXPECT_THAT(warnings[0], AllOf(HasSubstr("qdparam: warning: the library reported"),
+                                 HasSubstr("no value specified"), HasSubstr("11 times")));
 }
 
 // ---- Errors: one line on stderr, nothing on stdout, a non-zero status
@@ -247,8 +240,7 @@ TEST_F(Tool, EveryCommandExplainsItself) {
   for (const std::string command : {"eval", "plot", "show", "dump", "validate"}) {
     const Result result = Run({command, "--help"});
     EXPECT_EQ(result.status, 0) << command;
-    EXPECT_NE(result.out.find("Usage: qdparam " + command), std::string::npos) << result.out;
-    EXPECT_NE(result.out.find("FILE"), std::string::npos) << command;
+    EXPECT_THAT(result.out, AllOf(HasSubstr("Usage: qdparam " + command), HasSubstr("FILE")));
   }
   const Result top = Run({"--help"}), version = Run({"--version"});
   EXPECT_TRUE(top.status == 0 && top.out.find("validate") != std::string::npos) << top.out;
@@ -261,12 +253,9 @@ TEST_F(Tool, EveryCommandExplainsItself) {
 // parameter and one mark per keyframe inside the window.
 std::string CheckedChart(const std::string& path) {
   qdcore::CXMLDoc doc;
-  std::u16string widePath;
-  EXPECT_TRUE(qdcore::FromUtf8(path, widePath));
-  EXPECT_EQ(doc.OpenDocFile(widePath.c_str()), 0) << path;
+  EXPECT_EQ(doc.OpenDocFile(qdtest::Wide(path).c_str()), 0) << path;
   const std::string svg = ReadFile(path);
-  EXPECT_EQ(svg.find("nan"), std::string::npos);
-  EXPECT_EQ(svg.find("inf"), std::string::npos);
+  EXPECT_THAT(svg, AllOf(Not(HasSubstr("nan")), Not(HasSubstr("inf"))));
   return svg;
 }
 
@@ -308,19 +297,16 @@ TEST_F(Tool, PlotShowsSegmentsLimitsAndWhatItLeftOut) {
   const std::string svg = CheckedChart(Path("pip.svg"));
   for (const std::string name :
        {"position_x", "size", "rotation", "opacity", "border_width", "shadow", "corner_radius"}) {
-    EXPECT_NE(svg.find("data-name=\"" + name + "\""), std::string::npos) << name;
+    EXPECT_THAT(svg, HasSubstr("data-name=\"" + name + "\""));
   }
-  EXPECT_EQ(svg.find("data-name=\"caption\""), std::string::npos);
-  EXPECT_NE(svg.find("caption (String)"), std::string::npos);
+  EXPECT_THAT(svg, AllOf(Not(HasSubstr("data-name=\"caption\"")), HasSubstr("caption (String)")));
   // The interpolation of each segment is named above it.
-  for (const std::string label : {">Bezier<", ">LinLog<", ">Spline, 2 anchors<", ">Linear<",
-                                  ">steps<", ">held<", ">static value<"}) {
-    EXPECT_NE(svg.find(label), std::string::npos) << label;
-  }
+  for (const std::string label : {">Bezier<", ">LinLog<", ">Spline, 2 anchors<", ">Linear<", ">steps<", ">held<",
+                                  ">static value<"})
+    EXPECT_THAT(svg, HasSubstr(label));
   // Every parameter with limits but the bool shows them.
   EXPECT_EQ(Count(svg, "class=\"limits\""), 7u);
-  EXPECT_NE(svg.find(">max 20 px<"), std::string::npos);
-  EXPECT_NE(svg.find(">min 10%<"), std::string::npos);
+  EXPECT_THAT(svg, AllOf(HasSubstr(">max 20 px<"), HasSubstr(">min 10%<")));
 }
 
 TEST_F(Tool, PlotKeepsFarLimitsFromFlatteningTheCurve) {
@@ -336,7 +322,7 @@ TEST_F(Tool, PlotKeepsFarLimitsFromFlatteningTheCurve) {
                             R"(<Keyframe position="1" value="10"/></Parameter>)");
     ASSERT_EQ(Run({"plot", "ramp.xml", "--force"}).status, 0);
     const std::string svg = CheckedChart(Path("ramp.svg"));
-    EXPECT_TRUE(svg.find(c.max) != std::string::npos && svg.find(c.min) != std::string::npos) << c.limits;
+    EXPECT_THAT(svg, AllOf(HasSubstr(c.max), HasSubstr(c.min)));
     EXPECT_EQ(Count(svg, "class=\"limit\" "), c.lines) << c.limits;
   }
 }
@@ -346,7 +332,7 @@ TEST_F(Tool, OutputFilesAreReplacedOnlyWithForce) {
     WriteFile(Path("kept"), "precious");
     const Result refused = Run({command, "--out", "kept"});
     EXPECT_EQ(refused.status, 1) << command;
-    EXPECT_NE(refused.err.find("kept exists; pass --force to replace it"), std::string::npos);
+    EXPECT_THAT(refused.err, HasSubstr("kept exists; pass --force to replace it"));
     EXPECT_EQ(ReadFile(Path("kept")), "precious") << command;
 
     const Result forced = Run({command, "--out", "kept", "--force"});
@@ -370,15 +356,12 @@ TEST_F(Tool, ShowSummarisesEachParameter) {
   const std::string& out = result.out;
   EXPECT_EQ(out.rfind("pip.xml \"Picture in picture\": 9 parameters", 0), 0u) << out;
   EXPECT_EQ(Count(out, "\n  keyframes  "), 9u);
-  EXPECT_NE(out.find("border_width  (id 6, Long, in px)\n"
-                     "  limits     min 0, max 20, granularity 2\n"
-                     "  value      4\n"
-                     "  status     active\n"
-                     "  keyframes  4 keyframes, allowed Hold, Linear\n"),
-            std::string::npos)
-      << out;
-  EXPECT_NE(out.find("corner_radius  (id 8, Double, in px)"), std::string::npos);
-  EXPECT_NE(out.find("keyframes  not keyframed"), std::string::npos);
+  EXPECT_THAT(out, AllOf(HasSubstr("border_width  (id 6, Long, in px)\n"
+                                   "  limits     min 0, max 20, granularity 2\n"
+                                   "  value      4\n"
+                                   "  status     active\n"
+                                   "  keyframes  4 keyframes, allowed Hold, Linear\n"),
+                         HasSubstr("corner_radius  (id 8, Double, in px)"), HasSubstr("keyframes  not keyframed")));
   // Keyframe rows: resolved time, the time as written, value, interpolation,
   // easing, anchors.
   const auto lines = Lines(out);
@@ -403,8 +386,7 @@ TEST_F(Tool, ShowPlacesEveryKindOfKeyframeTimeWhereEvaluationDoes) {
                {"-3fs", "-3.00", "-3.00"}, {"abc", "0.00", "0.00"}};
   std::string keyframes;
   for (const Case& c : cases) keyframes += "<Keyframe position=\"" + c.position + "\" value=\"1\"/>";
-  SetFile("times.xml", R"(<Parameter id="1" name="k" value="0" useKeyframe="True">)" + keyframes +
-                           "</Parameter>");
+  SetFile("times.xml", R"(<Parameter id="1" name="k" value="0" useKeyframe="True">)" + keyframes + "</Parameter>");
   for (const std::string duration : {"10", "20"}) {
     const Result result = Run({"show", "times.xml", "--duration", duration});
     ASSERT_EQ(result.status, 0) << result.err;
@@ -422,10 +404,9 @@ TEST_F(Tool, ShowPlacesEveryKindOfKeyframeTimeWhereEvaluationDoes) {
 TEST_F(Tool, ShowDescribesBinaryParameters) {
   const Result result = Run({"show", kGrade, "-p", "wheels", "-p", "curves"});
   ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_NE(result.out.find("wheels  (id 2, Binary, ColorWheel)"), std::string::npos);
-  EXPECT_NE(result.out.find("curves  (id 3, Binary, ToneCurve)"), std::string::npos);
-  EXPECT_NE(result.out.find("80 bytes: 01000000be000000"), std::string::npos) << result.out;
-  EXPECT_NE(result.out.find("112 bytes: 0800000000000000"), std::string::npos) << result.out;
+  EXPECT_THAT(result.out, AllOf(HasSubstr("wheels  (id 2, Binary, ColorWheel)"),
+                                HasSubstr("curves  (id 3, Binary, ToneCurve)"), HasSubstr("80 bytes: 01000000be000000"),
+                                HasSubstr("112 bytes: 0800000000000000")));
 }
 
 TEST_F(Tool, DumpPrintsTheSetsDiagnosticDump) {
@@ -433,8 +414,7 @@ TEST_F(Tool, DumpPrintsTheSetsDiagnosticDump) {
   ASSERT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.out.rfind("Display ParamSet ***", 0), 0u) << result.out;
-  EXPECT_NE(result.out.find("<Property name=\"Picture in picture\" version=\"1\"/>"),
-            std::string::npos);
+  EXPECT_THAT(result.out, HasSubstr("<Property name=\"Picture in picture\" version=\"1\"/>"));
   EXPECT_EQ(Count(result.out, "\n  Param: <Parameter "), 9u);
   EXPECT_EQ(Count(result.out, "\n    KeyFrame: <Keyframe "), 26u);
   EXPECT_EQ(result.out.substr(result.out.size() - 5), "****\n");
@@ -457,7 +437,7 @@ TEST_F(Tool, ValidatePrintsWhatTheRulesChangeAndWritesASetThatObeysThem) {
   // The set written out carries the rules and already obeys them.
   const Result first = Run({"validate", "--out", "valid.xml"});
   ASSERT_EQ(first.status, 0) << first.err;
-  EXPECT_NE(first.out.find("wrote valid.xml"), std::string::npos);
+  EXPECT_THAT(first.out, HasSubstr("wrote valid.xml"));
   const Result again = Run({"validate", "valid.xml"});
   ASSERT_EQ(again.status, 0) << again.err;
   EXPECT_EQ(Lines(again.out),
@@ -478,12 +458,12 @@ TEST_F(Tool, ValidateFailsWithoutRulesOrWithABrokenOne) {
                     R"(<Action id="1" max="2"/><Action id="9" max="1"/></Condition></Validation>)");
   const Result none = Run({"validate", plain});
   EXPECT_EQ(none.status, 1);
-  EXPECT_NE(none.err.find("carries no Validation rules"), std::string::npos) << none.err;
+  EXPECT_THAT(none.err, HasSubstr("carries no Validation rules"));
 
   const Result failed = Run({"validate", broken, "--out", "never.xml"});
   EXPECT_EQ(failed.status, 1);
-  EXPECT_NE(failed.out.find("a (id 1): max (none) -> 2"), std::string::npos) << failed.out;
-  EXPECT_NE(failed.err.find("failed: an action names a missing parameter"), std::string::npos);
+  EXPECT_THAT(failed.out, HasSubstr("a (id 1): max (none) -> 2"));
+  EXPECT_THAT(failed.err, HasSubstr("failed: an action names a missing parameter"));
   EXPECT_FALSE(fs::exists(Path("never.xml")));
 }
 

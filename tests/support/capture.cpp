@@ -17,6 +17,12 @@ bool AssertCapture::Handle(const qdcore::AssertReport& report, void* context) {
   return false;
 }
 
+std::vector<std::string> AssertCapture::expressions() const {
+  std::vector<std::string> out;
+  for (const Report& report : m_reports) out.push_back(report.expression);
+  return out;
+}
+
 TraceCapture::TraceCapture(int category, int level)
     : m_previous(qdcore::wPrintf_SetSink(&TraceCapture::Sink, this)), m_category(category) {
   if (m_category < 0) return;
@@ -31,6 +37,12 @@ TraceCapture::~TraceCapture() {
 
 void TraceCapture::Sink(int category, int level, std::u16string_view text, void* context) {
   static_cast<TraceCapture*>(context)->m_lines.push_back({category, level, qdcore::ToUtf8(text)});
+}
+
+std::vector<std::string> TraceCapture::texts() const {
+  std::vector<std::string> out;
+  for (const Line& line : m_lines) out.push_back(line.text);
+  return out;
 }
 
 std::string TraceCapture::text() const {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,13 @@ namespace qdtest {
 // afterwards.
 class AssertCapture {
  public:
-  struct Report { std::string expression; std::string message; std::string signature; };
+  struct Report {
+    std::string expression, message, signature;
+    bool operator==(const Report&) const = default;
+    friend void PrintTo(const Report& r, std::ostream* os) {
+      *os << r.expression << " | " << r.message << " | " << r.signature;
+    }
+  };
 
   AssertCapture();
   ~AssertCapture();
@@ -23,6 +30,7 @@ class AssertCapture {
   AssertCapture& operator=(const AssertCapture&) = delete;
 
   const std::vector<Report>& reports() const { return m_reports; }
+  std::vector<std::string> expressions() const;
   void clear() { m_reports.clear(); }
 
  private:
@@ -43,6 +51,7 @@ class TraceCapture {
   TraceCapture& operator=(const TraceCapture&) = delete;
 
   const std::vector<Line>& lines() const { return m_lines; }
+  std::vector<std::string> texts() const;
   // All captured texts joined, for whole-dump comparisons.
   std::string text() const;
 
@@ -72,5 +81,12 @@ class TempDir {
 // Heap allocations made by this thread through operator new since the start
 // of the process (the test program replaces the global operator new).
 std::size_t AllocationCount();
+
+using Reports = std::vector<AssertCapture::Report>;
+
+// The expressions of one expected report, or of none when `expression` is null.
+inline std::vector<std::string> OneOrNone(const char* expression) {
+  return expression ? std::vector<std::string>{expression} : std::vector<std::string>{};
+}
 
 }  // namespace qdtest

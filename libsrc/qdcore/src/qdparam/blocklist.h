@@ -51,6 +51,23 @@ class BlockList {
     return true;
   }
 
+  // Appends copies of all of `other`'s elements. An empty list takes the
+  // other's block whole (by assignment); a list added to itself adds a copy
+  // of itself. The list ends with exactly its count plus the other's.
+  template <typename List>
+  static bool AddList(List& list, const List& other) {
+    if (&other == &list) {
+      const List copy(other);
+      return AddList(list, copy);
+    }
+    if (Count(other) == 0) return true;
+    if (Count(list) == 0) {
+      list = other;
+      return true;
+    }
+    return AddAll(list, other);
+  }
+
   // Appends copies of all of `other`'s elements to a list that already holds
   // some; `other` is another list. The size follows the elements actually
   // built, so that no slot is ever counted before it holds an element.

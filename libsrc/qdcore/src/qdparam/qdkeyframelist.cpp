@@ -32,18 +32,7 @@ bool CKeyFrameList::Realloc() { return CZMemory::Realloc(CZMemory::kKeepSize); }
 
 bool CKeyFrameList::Add(const CKeyFrame& kf) { return Slots::Add(*this, kf); }
 
-bool CKeyFrameList::Add(const CKeyFrameList& other) {
-  if (&other == this) {
-    const CKeyFrameList copy(other);
-    return Add(copy);
-  }
-  if (Slots::Count(other) == 0) return true;
-  if (Slots::Count(*this) == 0) {
-    *this = other;
-    return true;
-  }
-  return Slots::AddAll(*this, other);
-}
+bool CKeyFrameList::Add(const CKeyFrameList& other) { return Slots::AddList(*this, other); }
 
 bool CKeyFrameList::Insert(const CKeyFrame& kf, unsigned int index) {
   return Slots::Insert(*this, kf, index);

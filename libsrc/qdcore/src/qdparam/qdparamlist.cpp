@@ -32,20 +32,7 @@ bool CParamList::Realloc() { return CZMemory::Realloc(CZMemory::kKeepSize); }
 
 bool CParamList::Add(const CParam& param) { return Slots::Add(*this, param); }
 
-// The list ends with exactly its count plus the other's: no slot is counted
-// before it holds a parameter.
-bool CParamList::Add(const CParamList& other) {
-  if (&other == this) {
-    const CParamList copy(other);
-    return Add(copy);
-  }
-  if (Slots::Count(other) == 0) return true;
-  if (Slots::Count(*this) == 0) {
-    *this = other;
-    return true;
-  }
-  return Slots::AddAll(*this, other);
-}
+bool CParamList::Add(const CParamList& other) { return Slots::AddList(*this, other); }
 
 bool CParamList::Insert(const CParam& param, unsigned int index) {
   return Slots::Insert(*this, param, index);

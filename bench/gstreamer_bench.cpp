@@ -11,53 +11,16 @@
 
 #include <chrono>
 #include <cmath>
-#include <random>
 #include <vector>
 
-#include "qdparam/keyframe.h"
-#include "qdparam/param.h"
+#include "keyframed.h"
 
 using namespace qdcore;
+using namespace qdbench;
 
 namespace {
 
-constexpr double kDuration = 10.0;  // seconds
 constexpr double kNanoseconds = 1e9;
-
-struct Key {
-  double position;  // fraction of the clip
-  double value;
-};
-
-std::vector<Key> EvenKeys(unsigned int count) {
-  std::mt19937 random(1);
-  std::uniform_real_distribution<double> value(0.0, 100.0);
-  std::vector<Key> keys(count);
-  for (unsigned int i = 0; i < count; ++i) keys[i] = {double(i) / (count - 1), value(random)};
-  return keys;
-}
-
-// Bezier keys carry handles and Spline keys an anchor in the middle of their
-// segment, as edited effects do.
-CParam Param(const std::vector<Key>& keys, unsigned int kind) {
-  CParam param(PARAM_DOUBLE, u"gain", 1);
-  param.SetKeyFrameStatus(true);
-  param.SetMinValueDouble(0.0);
-  param.SetMaxValueDouble(100.0);
-  const double segment = 1.0 / (keys.size() - 1);
-  for (const Key& key : keys) {
-    CKeyFrame kf(param);
-    kf.SetPosition(key.position);
-    kf.SetValueDouble(key.value);
-    kf.SetInterpolation(kind);
-    const Anchor handles[] = {{0.3 * segment, 5.0}, {-0.3 * segment, -5.0}};
-    const Anchor middle{key.position + 0.5 * segment, key.value};
-    if (kind == INTERPOLATION_BEZIER) kf.SetAnchors(handles, 2);
-    if (kind == INTERPOLATION_SPLINE) kf.SetAnchors(&middle, 1);
-    param.Add(kf, kDuration, false);
-  }
-  return param;
-}
 
 GstClockTime Ns(double seconds) {
   return static_cast<GstClockTime>(std::llround(seconds * kNanoseconds));
@@ -84,14 +47,6 @@ struct OwnedSource {
   GstControlSource* source;
 };
 
-std::vector<double> RandomTimes() {
-  std::mt19937 random(2);
-  std::uniform_real_distribution<double> time(0.0, kDuration);
-  std::vector<double> times(4096);
-  for (double& t : times) t = time(random);
-  return times;
-}
-
 template <typename Work>
 double Seconds(Work work) {
   const auto start = std::chrono::steady_clock::now();
@@ -110,21 +65,6 @@ GstInterpolationMode PeerMode(unsigned int kind) {
   }
 }
 
-const char* KindName(unsigned int kind) {
-  switch (kind) {
-    case INTERPOLATION_HOLD:
-      return "Hold";
-    case INTERPOLATION_LINEAR:
-      return "Linear";
-    case INTERPOLATION_BEZIER:
-      return "Bezier";
-    case INTERPOLATION_LINLOG:
-      return "LinLog";
-    default:
-      return "Spline";
-  }
-}
-
 void Report(benchmark::State& state, double ours, double linear, double peer, double count) {
   state.counters["qd_ns"] = ours / count * kNanoseconds;
   state.counters["gst_linear_ns"] = linear / count * kNanoseconds;
@@ -139,7 +79,7 @@ void BM_VsGStreamerValue(benchmark::State& state) {
   const auto count = static_cast<unsigned int>(state.range(0));
   const auto kind = static_cast<unsigned int>(state.range(1));
   const std::vector<Key> keys = EvenKeys(count);
-  const CParam param = Param(keys, kind);
+  const CParam param = KeyframedParam(keys, kind);
   const OwnedSource linear(Source(keys, GST_INTERPOLATION_MODE_LINEAR));
   const OwnedSource peer(Source(keys, PeerMode(kind)));
   const std::vector<double> times = RandomTimes();
@@ -186,7 +126,7 @@ void BM_VsGStreamerArray(benchmark::State& state) {
   const auto kind = static_cast<unsigned int>(state.range(1));
   constexpr unsigned long kSamples = 1000000;
   const std::vector<Key> keys = EvenKeys(count);
-  const CParam param = Param(keys, kind);
+  const CParam param = KeyframedParam(keys, kind);
   const OwnedSource linear(Source(keys, GST_INTERPOLATION_MODE_LINEAR));
   const OwnedSource peer(Source(keys, PeerMode(kind)));
   std::vector<double> values(kSamples);

@@ -21,31 +21,10 @@
 #include <vector>
 
 #include "qdparam/param.h"
-#include "qdsegment.h"
+#include "qdkeys.h"
+#include "qdtimeline.h"
 
 namespace qdcore {
-
-// Where a keyframe's position text puts it, before a clip length is known.
-struct KeyPosition {
-  unsigned int qualifier = KEYFRAME_NO_TIME;  // KEYFRAME_*
-  double number = 0.0;                        // fraction or seconds
-};
-
-// Keyframe times resolved for one clip length and minimum duration.
-struct Timeline {
-  std::uint64_t duration = 0, minDuration = 0;  // bit patterns: NaN matches itself
-  bool ordered = false;  // never decreasing in list order: a binary search is the walk
-  std::vector<mtime> times;
-  // By keyframe: the time curve of the Bezier segment it starts (to the
-  // next keyframe in the list, as the walk pairs them). Empty without one.
-  std::vector<BezierInverse> bezier;
-
-  // The index of the keyframe the list-order walk stops at (the first one
-  // not at or before `time`), the count when it runs out. `cursor` is the
-  // last answer, or kNoHint: nearby times are found from it in constant time.
-  unsigned int Find(mtime time, unsigned int& cursor) const;
-  static constexpr unsigned int kNoHint = ~0u;
-};
 
 // The keyframe whose value a stepping (Bool, String) parameter takes at
 // `time`, by the list-order walk: the last one at or before it, else the
@@ -90,13 +69,8 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   bool plainClamp = false;  // the double limits are a clamp alone (IsPlainClamp)
   LongLimits longLimits;
 
-  // Samples of a value array that lie in one segment: `filled` when they
-  // were written at once, else they are to be taken one by one. A length of
-  // 0 says nothing about the samples after the first.
-  struct Run {
-    unsigned long length = 0;
-    bool filled = false;
-  };
+  // Samples of a value array that lie in one segment (see SampleRun).
+  using Run = SampleRun;
 
   // The cache with the parameter it describes, answering the questions the
   // typed getters ask (LiveParam in qdparamevaluation.cpp answers the same

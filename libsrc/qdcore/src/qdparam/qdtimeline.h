@@ -1,0 +1,30 @@
+// The time line of a parameter's keyframes on one clip: their times
+// resolved once per clip length, and the search that stands for the
+// list-order walk.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "qdbezierinverse.h"
+#include "qdcore/core.h"
+
+namespace qdcore {
+
+// Keyframe times resolved for one clip length and minimum duration.
+struct Timeline {
+  std::uint64_t duration = 0, minDuration = 0;  // bit patterns: NaN matches itself
+  bool ordered = false;  // never decreasing in list order: a binary search is the walk
+  std::vector<mtime> times;
+  // By keyframe: the time curve of the Bezier segment it starts (to the
+  // next keyframe in the list, as the walk pairs them). Empty without one.
+  std::vector<BezierInverse> bezier;
+
+  // The index of the keyframe the list-order walk stops at (the first one
+  // not at or before `time`), the count when it runs out. `cursor` is the
+  // last answer, or kNoHint: nearby times are found from it in constant time.
+  unsigned int Find(mtime time, unsigned int& cursor) const;
+  static constexpr unsigned int kNoHint = ~0u;
+};
+
+}  // namespace qdcore

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <random>
 
+#include "qdbezierinverse.h"
 #include "qdparam/qdcalc.h"
 #include "support/capture.h"
 
@@ -112,6 +113,39 @@ TEST(Bezier, InverseIsTheFormulaAsWrittenToTheBit) {
     }
   }
   for (int count : branches) EXPECT_GT(count, 0);
+}
+
+// Evaluation prepares a segment's time curve once and solves it for every
+// time asked about: the prepared curve must hold nothing of one solve, and
+// the quiet form must fail exactly where the reporting one reports.
+TEST(Bezier, OnePreparedCurveSolvesEveryValueAsTheFormula) {
+  std::mt19937 random(9);
+  std::uniform_real_distribution<double> unit(-0.5, 1.5), inside(0.0, 1.0);
+  int solved = 0, unsolved = 0;
+  for (int curve = 0; curve < 400; ++curve) {
+    const double p0 = 10 * unit(random), p3 = curve % 2 ? p0 + 1 + 9 * inside(random) : 10 * unit(random);
+    const double p1 = curve % 2 ? p0 + (p3 - p0) * inside(random) : 10 * unit(random);
+    const double p2 = curve % 2 ? p3 - (p3 - p0) * inside(random) : 10 * unit(random);
+    const BezierInverse prepared = PrepareBezierInverse(p0, p1, p2, p3);
+    for (int i = 0; i < 50; ++i) {
+      const double x = i == 0 ? p0 : (i == 1 ? p3 : p0 + (p3 - p0) * unit(random));
+      const double expected = InverseAsWritten(x, p0, p1, p2, p3);
+      double quiet = -1.0;
+      const bool found = TrySolveBezierInverse(prepared, x, quiet);
+      qdtest::AssertCapture asserts;
+      const double u = SolveBezierInverse(prepared, x);
+      ASSERT_EQ(found, !std::isnan(expected)) << curve << "/" << i;
+      ASSERT_EQ(asserts.reports().size(), found ? 0u : 1u) << curve << "/" << i;
+      ASSERT_EQ(std::bit_cast<std::uint64_t>(u), std::bit_cast<std::uint64_t>(found ? expected : 0.0))
+          << curve << "/" << i;
+      if (found) {
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(quiet), std::bit_cast<std::uint64_t>(u));
+      }
+      ++(found ? solved : unsolved);
+    }
+  }
+  EXPECT_GT(solved, 0);
+  EXPECT_GT(unsolved, 0);
 }
 
 TEST(Ease, TranslationsKeepTheEndsAndBendTheMiddle) {

@@ -6,6 +6,8 @@
 // the same bits.
 #pragma once
 
+#include "qdparam/export.h"
+
 namespace qdcore {
 
 struct BezierInverse {
@@ -25,11 +27,12 @@ struct BezierInverse {
   double cSquared = 0.0, fourB = 0.0;
 };
 
-BezierInverse PrepareBezierInverse(double p0, double p1, double p2, double p3);
+// Exported, though the header is private, so that the tests reach them.
+QDPARAM_API BezierInverse PrepareBezierInverse(double p0, double p1, double p2, double p3);
 // The u at which the curve equals x; reports and gives 0.0 when none is in
 // range.
-double SolveBezierInverse(const BezierInverse& curve, double x);
+QDPARAM_API double SolveBezierInverse(const BezierInverse& curve, double x);
 // The same without the report: false, and `u` unspecified, when none is.
-bool TrySolveBezierInverse(const BezierInverse& curve, double x, double& u);
+QDPARAM_API bool TrySolveBezierInverse(const BezierInverse& curve, double x, double& u);
 
 }  // namespace qdcore

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <utility>
@@ -52,11 +54,6 @@ bool AnchorsReport(const CKeyFrame& kf) {
 }
 
 }  // namespace
-
-// The parameter's keyframes, read as the list keeps them.
-const CKeyFrame* CParam::EvalCache::Keys(const CParam& param) {
-  return static_cast<const CKeyFrame*>(static_cast<const void*>(param.m_KeyFrameList));
-}
 
 CParam::EvalCache::~EvalCache() {
   for (std::atomic<Timeline*>& slot : m_timelines) delete slot.load(std::memory_order_relaxed);
@@ -206,7 +203,23 @@ bool CParam::EvalCache::StillHolds(const CParam& param) const {
 // 3. Publishing
 // ===========================================================================
 
+namespace {
+
+// QD_EVALCACHE=off makes every evaluation read the XML: the test suite runs
+// its evaluation tests once more so, which holds the live route to the same
+// numbers as the cached one.
+bool CachingIsOff() {
+  static const bool off = [] {
+    const char* setting = std::getenv("QD_EVALCACHE");
+    return setting && std::strcmp(setting, "off") == 0;
+  }();
+  return off;
+}
+
+}  // namespace
+
 const CParam::EvalCache* CParam::EvalCache::Refresh(const CParam& param) {
+  if (CachingIsOff()) return nullptr;
   EvalCache* current = param.m_EvalCache.load(std::memory_order_acquire);
   if (current && current->IsCurrent(param, XMLWriteEpoch())) return current;
   std::unique_ptr<EvalCache> fresh;

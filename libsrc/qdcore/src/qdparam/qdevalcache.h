@@ -142,7 +142,10 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   void ReadParameter(const CParam& param);
   void ReadKeyFrame(const CKeyFrame& kf);
   static const EvalCache* Refresh(const CParam& param);
-  static const CKeyFrame* Keys(const CParam& param);
+  // The parameter's keyframes, read as the list keeps them.
+  static const CKeyFrame* Keys(const CParam& param) {
+    return static_cast<const CKeyFrame*>(static_cast<const void*>(param.m_KeyFrameList));
+  }
   static unsigned int KeyCount(const CParam& param) {
     return static_cast<unsigned int>(param.m_KeyFrameList.GetSize() / sizeof(CKeyFrame));
   }
@@ -151,6 +154,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   const Timeline* TimelineFor(mtime duration, mtime minDuration) const;
   std::unique_ptr<Timeline> Resolve(mtime duration, mtime minDuration) const;
   Bracket Walk(mtime time, mtime duration, mtime minDuration, unsigned int& cursor) const;
+  [[gnu::noinline]] Bracket WalkUnkept(mtime time, mtime duration, mtime minDuration) const;
   CachedKey KeyAt(const CParam& param, unsigned int index, const Timeline* line) const;
   void PrepareBezierSegments(Timeline& line, mtime duration) const;
   double Restrict(double value) const {

@@ -7,8 +7,6 @@
 #include "qdinterpolation.h"
 
 #include <algorithm>
-#include <bit>
-#include <iterator>
 #include <limits>
 
 #include "qdassert.h"
@@ -202,7 +200,9 @@ double CurvedIntegral(const Segment&) { return 1.0; }
 
 // None is a member of a parameter's allowed set, not a keyframe's blend: a
 // keyframe that names it is reported, but its segment integrates as held.
-constexpr InterpolationKind kInterpolationKinds[] = {
+}  // namespace
+
+extern constexpr InterpolationKind kInterpolationKinds[kInterpolationKindCount] = {
     {INTERPOLATION_HOLD, ShapeNeeds::Nothing, true, nullptr, nullptr, &HeldIntegral},
     {INTERPOLATION_LINEAR, ShapeNeeds::Nothing, false, &Linear, &SampleLinear, &LinearIntegral},
     {INTERPOLATION_BEZIER, ShapeNeeds::Handles, false, &Bezier, &SampleBezier, &CurvedIntegral},
@@ -212,22 +212,13 @@ constexpr InterpolationKind kInterpolationKinds[] = {
     {INTERPOLATION_NONE, ShapeNeeds::Nothing, false, nullptr, nullptr, &HeldIntegral},
 };
 
-// Each code is one bit, and the table is in bit order: a code finds its kind
-// by the position of its bit.
+// A code finds its kind by the position of its bit (FindInterpolationKind).
 constexpr bool InBitOrder() {
-  for (unsigned int i = 0; i < std::size(kInterpolationKinds); ++i) {
+  for (unsigned int i = 0; i < kInterpolationKindCount; ++i) {
     if (kInterpolationKinds[i].code != 1u << i) return false;
   }
   return true;
 }
 static_assert(InBitOrder());
-
-}  // namespace
-
-const InterpolationKind* FindInterpolationKind(unsigned int code) {
-  if (!std::has_single_bit(code)) return nullptr;
-  const auto bit = static_cast<unsigned int>(std::countr_zero(code));
-  return bit < std::size(kInterpolationKinds) ? &kInterpolationKinds[bit] : nullptr;
-}
 
 }  // namespace qdcore

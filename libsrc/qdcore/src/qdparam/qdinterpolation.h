@@ -7,6 +7,7 @@
 // solve) and by the callers that read keyframes.
 #pragma once
 
+#include <bit>
 #include <cmath>
 
 #include "qdbezierinverse.h"
@@ -56,6 +57,9 @@ struct SegmentShape {
   const Anchor* anchors = nullptr;              // Spline anchors, at fractions of the clip
   unsigned int anchorCount = 0;
 };
+
+// The shape of a kind that reads nothing besides the values.
+inline constexpr SegmentShape kNoShape{};
 
 // ===========================================================================
 // Eases
@@ -225,8 +229,16 @@ struct InterpolationKind {
   double (*integral)(const Segment& s);
 };
 
+// In bit order: entry i is the kind whose code is 1 << i.
+inline constexpr unsigned int kInterpolationKindCount = 7;
+extern const InterpolationKind kInterpolationKinds[kInterpolationKindCount];
+
 // The kind of `code`; null for a code that no kind has.
-const InterpolationKind* FindInterpolationKind(unsigned int code);
+inline const InterpolationKind* FindInterpolationKind(unsigned int code) {
+  if (code == 0 || (code & (code - 1)) != 0) return nullptr;  // not a single bit
+  const auto bit = static_cast<unsigned int>(std::countr_zero(code));
+  return bit < kInterpolationKindCount ? &kInterpolationKinds[bit] : nullptr;
+}
 
 // Reports an interpolation code no kind has, and answers `def`.
 double UnknownInterpolation(double def);

@@ -115,8 +115,9 @@ unsigned int ReadSplineAnchors(const CKeyFrame& kf, Anchor (&anchors)[kMaxSpline
 BezierHandles ReadBezierHandles(const CKeyFrame& kf);
 
 template <typename Use>
-double WithShape(ShapeNeeds needs, const Segment& s, const CKeyFrame& prev, const CKeyFrame&,
+[[gnu::always_inline]] inline double WithShape(ShapeNeeds needs, const Segment& s, const CKeyFrame& prev, const CKeyFrame&,
                  Use use) {
+  if (needs == ShapeNeeds::Nothing) return use(kNoShape);
   SegmentShape shape;
   switch (needs) {
     case ShapeNeeds::Nothing:
@@ -215,8 +216,9 @@ inline bool RecordedShape(ShapeNeeds needs, const Segment& s, const CachedKey& p
 }
 
 template <typename Use>
-double WithShape(ShapeNeeds needs, const Segment& s, const CachedKey& prev, const CachedKey& next,
+[[gnu::always_inline]] inline double WithShape(ShapeNeeds needs, const Segment& s, const CachedKey& prev, const CachedKey& next,
                  Use use) {
+  if (needs == ShapeNeeds::Nothing) return use(kNoShape);
   SegmentShape shape;
   if (RecordedShape(needs, s, prev, next, shape)) return use(shape);
   return WithShape(needs, s, *prev.live, *next.live, use);

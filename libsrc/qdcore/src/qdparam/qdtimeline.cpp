@@ -121,24 +121,29 @@ struct CParam::EvalCache::Bracket {
   const Timeline* line = nullptr;  // the times it walked, when they were kept
 };
 
+// Too many clip lengths to keep a line for this one: the times are resolved
+// as the walk goes. Out of line, to keep the usual walk small.
+CParam::EvalCache::Bracket CParam::EvalCache::WalkUnkept(mtime time, mtime duration,
+                                                         mtime minDuration) const {
+  Bracket bracket;
+  const auto timeOf = [&](unsigned int i, mtime& t) {
+    t = KeyTimeOnClip(m_positions[i], duration, minDuration, t);
+    return true;
+  };
+  const KeyBracket walked = WalkInListOrder(time, m_keyCount, bracket.prevTime, bracket.nextTime,
+                                            timeOf, [](const KeyBracket&) {});
+  bracket.index = walked.next != kNoKey ? walked.next : m_keyCount;
+  return bracket;
+}
+
 CParam::EvalCache::Bracket CParam::EvalCache::Walk(mtime time, mtime duration, mtime minDuration,
                                                    unsigned int& cursor) const {
   const unsigned int count = m_keyCount;
   Bracket bracket;
   if (count == 0) return bracket;
   const Timeline* line = TimelineFor(duration, minDuration);
+  if (!line) return WalkUnkept(time, duration, minDuration);
   bracket.line = line;
-  if (!line) {
-    // Too many clip lengths to keep: resolve the times as the walk goes.
-    const auto timeOf = [&](unsigned int i, mtime& t) {
-      t = KeyTimeOnClip(m_positions[i], duration, minDuration, t);
-      return true;
-    };
-    const KeyBracket walked = WalkInListOrder(time, count, bracket.prevTime, bracket.nextTime,
-                                              timeOf, [](const KeyBracket&) {});
-    bracket.index = walked.next != kNoKey ? walked.next : count;
-    return bracket;
-  }
   bracket.index = line->Find(time, cursor);
   if (bracket.index > 0) bracket.prevTime = line->times[bracket.index - 1];
   bracket.nextTime = bracket.index < count ? line->times[bracket.index] : mtime(kNoNextTime);

@@ -1,17 +1,16 @@
 // Spellings of enumerated codes, kept as flag-map entries so that one table
-// serves reading, writing and the host's flag attributes.
+// serves reading, writing and the host's flag attributes (qdformatnames.h).
 #pragma once
 
-#include <cstddef>
+#include <span>
 
 #include "qdcore/xml.h"
 
 namespace qdcore {
 
 // The code spelled `text`, or `otherwise` when no entry spells it.
-template <std::size_t N>
-unsigned int CodeOf(const CZPoolString& text, const tagXMLFLAGMAP (&table)[N],
-                    unsigned int otherwise) noexcept {
+inline unsigned int CodeOf(const CZPoolString& text, std::span<const tagXMLFLAGMAP> table,
+                           unsigned int otherwise) noexcept {
   if (!text) return otherwise;
   for (const tagXMLFLAGMAP& entry : table) {
     if (entry.name == text) return entry.value;
@@ -20,8 +19,7 @@ unsigned int CodeOf(const CZPoolString& text, const tagXMLFLAGMAP (&table)[N],
 }
 
 // The spelling of `code`, or null when the table has none.
-template <std::size_t N>
-const CZPoolString* NameOf(unsigned int code, const tagXMLFLAGMAP (&table)[N]) noexcept {
+inline const CZPoolString* NameOf(unsigned int code, std::span<const tagXMLFLAGMAP> table) noexcept {
   for (const tagXMLFLAGMAP& entry : table) {
     if (entry.value == code) return &entry.name;
   }

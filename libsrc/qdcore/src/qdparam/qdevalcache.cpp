@@ -16,19 +16,16 @@
 #include <utility>
 
 #include "paramhelper.h"
+#include "qdformatnames.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/processing.h"
 #include "qdparam/qdcalc.h"
 
 namespace qdcore {
 
+using namespace names;
+
 namespace {
-
-CZPoolString Pooled(const wchar* text) { return CStringPool::GetStringRef(text); }
-
-const CZPoolString kValue = Pooled(u"value");
-const CZPoolString kPosition = Pooled(u"position");
-const CZPoolString kAnchor = Pooled(u"Anchor");
 
 // ===========================================================================
 // 1. Reading
@@ -251,6 +248,5 @@ void CParam::DropEvalCache() noexcept {
   m_EvalCache.store(nullptr, std::memory_order_relaxed);
   delete cache;
 }
-
 
 }  // namespace qdcore

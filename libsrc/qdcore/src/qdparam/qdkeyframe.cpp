@@ -9,39 +9,15 @@
 #include "codetable.h"
 #include "paramhelper.h"
 #include "qdassert.h"
+#include "qdformatnames.h"
 #include "qdnumberlocale.h"
 #include "qdnumbers.h"
 
 namespace qdcore {
 
+using namespace names;
+
 namespace {
-
-CZPoolString Pooled(const wchar* text) { return CStringPool::GetStringRef(text); }
-
-const CZPoolString kKeyframe = Pooled(u"Keyframe");
-const CZPoolString kPosition = Pooled(u"position");
-const CZPoolString kValue = Pooled(u"value");
-const CZPoolString kInterpolation = Pooled(u"interpolation");
-const CZPoolString kTimeTranslation = Pooled(u"timeTranslation");
-const CZPoolString kAnchor = Pooled(u"Anchor");
-const CZPoolString kBinary = Pooled(u"Binary");
-
-// In the order in which a reader tries them.
-const tagXMLFLAGMAP kInterpolations[] = {
-    {INTERPOLATION_HOLD, Pooled(u"Hold")},     {INTERPOLATION_LINEAR, Pooled(u"Linear")},
-    {INTERPOLATION_BEZIER, Pooled(u"Bezier")}, {INTERPOLATION_CUSTOM, Pooled(u"Custom")},
-    {INTERPOLATION_LINLOG, Pooled(u"LinLog")}, {INTERPOLATION_SPLINE, Pooled(u"Spline")},
-};
-
-const tagXMLFLAGMAP kTimeTranslations[] = {
-    {TIMETRANSLATION_LINEAR, Pooled(u"Linear")},
-    {TIMETRANSLATION_EASEINOUT, Pooled(u"EaseInOut")},
-    {TIMETRANSLATION_ANCHOREASEINOUT, Pooled(u"AnchorEaseInOut")},
-    {TIMETRANSLATION_EASEIN, Pooled(u"EaseIn")},
-    {TIMETRANSLATION_EASEOUT, Pooled(u"EaseOut")},
-};
-constexpr unsigned int kTimeTranslationCount = std::size(kTimeTranslations);
-constexpr wchar kFlagSeparator = u';';
 
 // ---------------------------------------------------------------------------
 // Position texts
@@ -430,16 +406,16 @@ bool CKeyFrame::SetPositionValue(const CZPoolString& text) { return SetAttribute
 // ---------------------------------------------------------------------------
 
 unsigned int CKeyFrame::GetInterpolation() const {
-  return CodeOf(FindAttribute(kInterpolation), kInterpolations, INTERPOLATION_HOLD);
+  return CodeOf(FindAttribute(kInterpolation), kKeyframeInterpolationNames, INTERPOLATION_HOLD);
 }
 
 bool CKeyFrame::SetInterpolation(unsigned int code) {
-  const CZPoolString* name = NameOf(code, kInterpolations);
+  const CZPoolString* name = NameOf(code, kKeyframeInterpolationNames);
   return name && SetAttribute(kInterpolation, *name);
 }
 
 unsigned int CKeyFrame::GetTimeTranslation() const {
-  return FindAttributeFlags(kTimeTranslation, kTimeTranslations, kTimeTranslationCount,
+  return FindAttributeFlags(kTimeTranslation, kTimeTranslationNames, static_cast<unsigned int>(std::size(kTimeTranslationNames)),
                             kFlagSeparator);
 }
 
@@ -449,7 +425,7 @@ bool CKeyFrame::SetTimeTranslation(unsigned int flags) {
     DeleteAttribute(kTimeTranslation);
     return true;
   }
-  return SetAttribute(kTimeTranslation, flags, kTimeTranslations, kTimeTranslationCount,
+  return SetAttribute(kTimeTranslation, flags, kTimeTranslationNames, static_cast<unsigned int>(std::size(kTimeTranslationNames)),
                       kFlagSeparator);
 }
 

@@ -9,64 +9,15 @@
 #include "codetable.h"
 #include "paramhelper.h"
 #include "qdassert.h"
+#include "qdformatnames.h"
 #include "qdnumbers.h"
 #include "qdparam/keyframe.h"
 
 namespace qdcore {
 
+using namespace names;
+
 namespace {
-
-CZPoolString Pooled(const wchar* text) { return CStringPool::GetStringRef(text); }
-
-const CZPoolString kParameter = Pooled(u"Parameter");
-const CZPoolString kKeyframe = Pooled(u"Keyframe");
-const CZPoolString kType = Pooled(u"type");
-const CZPoolString kName = Pooled(u"name");
-const CZPoolString kId = Pooled(u"id");
-const CZPoolString kValue = Pooled(u"value");
-const CZPoolString kMin = Pooled(u"min");
-const CZPoolString kMax = Pooled(u"max");
-const CZPoolString kGranularity = Pooled(u"granularity");
-const CZPoolString kActive = Pooled(u"active");
-const CZPoolString kInactive = Pooled(u"inactive");
-const CZPoolString kUseKeyframe = Pooled(u"useKeyframe");
-const CZPoolString kInterpolation = Pooled(u"interpolation");
-const CZPoolString kAlpha = Pooled(u"alpha");
-const CZPoolString kBinaryInterpolationType = Pooled(u"binaryInterpolationType");
-const CZPoolString kTimeTranslation = Pooled(u"timeTranslation");
-const CZPoolString kEaseInOut = Pooled(u"EaseInOut");
-const CZPoolString kBinary = Pooled(u"Binary");
-const CZPoolString kPropertys = Pooled(u"Propertys");
-
-const tagXMLFLAGMAP kTypes[] = {
-    {PARAM_DOUBLE, Pooled(u"Double")}, {PARAM_LONG, Pooled(u"Long")},
-    {PARAM_STRING, Pooled(u"String")}, {PARAM_BINARY, Pooled(u"Binary")},
-    {PARAM_BOOL, Pooled(u"Bool")},     {PARAM_SUBPROP, Pooled(u"SubProp")},
-};
-
-const tagXMLFLAGMAP kAllowedInterpolations[] = {
-    {INTERPOLATION_HOLD, Pooled(u"Hold")},     {INTERPOLATION_LINEAR, Pooled(u"Linear")},
-    {INTERPOLATION_BEZIER, Pooled(u"Bezier")}, {INTERPOLATION_LINLOG, Pooled(u"LinLog")},
-    {INTERPOLATION_SPLINE, Pooled(u"Spline")}, {INTERPOLATION_CUSTOM, Pooled(u"Custom")},
-    {INTERPOLATION_NONE, Pooled(u"None")},
-};
-constexpr unsigned int kAllowedInterpolationCount = std::size(kAllowedInterpolations);
-constexpr wchar kFlagSeparator = u';';
-
-// No handling is no attribute.
-const tagXMLFLAGMAP kAlphaHandlings[] = {
-    {ALPHA_GENERATE, Pooled(u"Generate")},
-    {ALPHA_REMOVE, Pooled(u"Remove")},
-};
-
-const tagXMLFLAGMAP kBinaryInterpolationTypes[] = {
-    {BINARY_INTERPOLATION_SPLITGRAPH, Pooled(u"SplitGraph")},
-    {BINARY_INTERPOLATION_GEOMETRYMASK, Pooled(u"GeometryMask")},
-    {BINARY_INTERPOLATION_TONECURVE, Pooled(u"ToneCurve")},
-    {BINARY_INTERPOLATION_COLORWHEEL, Pooled(u"ColorWheel")},
-    {BINARY_INTERPOLATION_MASKMULTIPOLYGON, Pooled(u"MaskMultiPolygon")},
-    {BINARY_INTERPOLATION_MASKSHAPEDROPPER, Pooled(u"MaskShapeDropper")},
-};
 
 // ---------------------------------------------------------------------------
 // Type requirements
@@ -187,7 +138,7 @@ unsigned int CParam::GetType() const {
   const unsigned int known = CachedTypeOf(m_Type);
   if (known != PARAM_UNDEFINED) return known;
   const CZPoolString text = FindAttribute(kType);
-  const unsigned int type = text ? CodeOf(text, kTypes, PARAM_UNDEFINED) : PARAM_DOUBLE;
+  const unsigned int type = text ? CodeOf(text, kTypeNames, PARAM_UNDEFINED) : PARAM_DOUBLE;
   std::atomic_ref<unsigned int>(m_Type).store(type, std::memory_order_relaxed);
   return type;
 }
@@ -201,7 +152,7 @@ bool CParam::SetType(unsigned int type) {
     return true;
   }
   if (type == PARAM_SUBPROP) return false;
-  const CZPoolString* name = NameOf(type, kTypes);
+  const CZPoolString* name = NameOf(type, kTypeNames);
   return name && SetAttribute(kType, *name);
 }
 
@@ -501,8 +452,8 @@ bool CParam::SetKeyFrameStatus(bool on) {
 }
 
 unsigned int CParam::GetAllowedInterpolation() const {
-  const unsigned int flags = FindAttributeFlags(kInterpolation, kAllowedInterpolations,
-                                                kAllowedInterpolationCount, kFlagSeparator);
+  const unsigned int flags = FindAttributeFlags(kInterpolation, kInterpolationNames,
+                                                static_cast<unsigned int>(std::size(kInterpolationNames)), kFlagSeparator);
   return flags ? flags : INTERPOLATION_DEFAULT_ALLOWED;
 }
 
@@ -511,17 +462,17 @@ bool CParam::SetAllowedInterpolation(unsigned int flags) {
     DeleteAttribute(kInterpolation);
     return true;
   }
-  return SetAttribute(kInterpolation, flags, kAllowedInterpolations, kAllowedInterpolationCount,
+  return SetAttribute(kInterpolation, flags, kInterpolationNames, static_cast<unsigned int>(std::size(kInterpolationNames)),
                       kFlagSeparator);
 }
 
 unsigned int CParam::GetAlphaHandling() const {
-  return CodeOf(FindAttribute(kAlpha), kAlphaHandlings, ALPHA_NONE);
+  return CodeOf(FindAttribute(kAlpha), kAlphaNames, ALPHA_NONE);
 }
 
 // An unknown code is reported and treated as none.
 bool CParam::SetAlphaHandling(unsigned int code) {
-  if (const CZPoolString* name = NameOf(code, kAlphaHandlings)) return SetAttribute(kAlpha, *name);
+  if (const CZPoolString* name = NameOf(code, kAlphaNames)) return SetAttribute(kAlpha, *name);
   if (code != ALPHA_NONE) {
     QD_ILLEGAL_CODE_POINT("SetAlphaHandling - invalid type specified",
                           "bool __cdecl qdcore::CParam::SetAlphaHandling(unsigned int)");
@@ -531,7 +482,7 @@ bool CParam::SetAlphaHandling(unsigned int code) {
 }
 
 unsigned int CParam::GetBinaryInterpolationType() const {
-  return CodeOf(FindAttribute(kBinaryInterpolationType), kBinaryInterpolationTypes,
+  return CodeOf(FindAttribute(kBinaryInterpolationType), kBinaryInterpolationNames,
                 BINARY_INTERPOLATION_NONE);
 }
 

@@ -4,6 +4,7 @@
 
 #include <new>
 
+#include "qdformatnames.h"
 #include "qdnumberlocale.h"
 #include "qdparam/param.h"
 #include "qdparam/paramset.h"
@@ -11,19 +12,10 @@
 
 namespace qdcore {
 
+using namespace names;
+
 namespace {
 
-CZPoolString Pooled(const wchar* text) { return CStringPool::GetStringRef(text); }
-
-const CZPoolString kCondition = Pooled(u"Condition");
-const CZPoolString kAction = Pooled(u"Action");
-const CZPoolString kId = Pooled(u"id");
-const CZPoolString kRelation = Pooled(u"relation");
-const CZPoolString kValue = Pooled(u"value");
-const CZPoolString kMin = Pooled(u"min");
-const CZPoolString kMax = Pooled(u"max");
-const CZPoolString kAllowedValues = Pooled(u"allowedValues");
-const CZPoolString kTrueRelation = Pooled(u"True");
 constexpr wchar kAllowedSeparator = u';';
 
 // Rules nest as deep as their document does; below this depth further
@@ -227,7 +219,7 @@ bool EvaluateCondition(const CZObjectMemory& entry, CParamSet* set, bool& change
   const Condition& condition = *Held<Condition>(entry);
   const CParam* param =
       condition.id < 0 ? nullptr : set->Get(static_cast<unsigned long>(condition.id));
-  if (!param || condition.relation == kTrueRelation) return true;
+  if (!param || condition.relation == kTrue) return true;
   if (!TestHolds(condition, *param)) return true;
   return RunChildren(condition.children, set, changed);
 }

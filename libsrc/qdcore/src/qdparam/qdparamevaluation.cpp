@@ -5,8 +5,11 @@
 #include <utility>
 
 #include "qdtypedvalue.h"
+#include "qdformatnames.h"
 
 namespace qdcore {
+
+using namespace names;
 
 namespace {
 
@@ -25,10 +28,6 @@ constexpr const char* kGetIntegralDoubleSignature =
 // ---------------------------------------------------------------------------
 
 constexpr std::size_t kTraceField = 128;
-
-const CZPoolString kId = CStringPool::GetStringRef(u"id");
-const CZPoolString kName = CStringPool::GetStringRef(u"name");
-const CZPoolString kType = CStringPool::GetStringRef(u"type");
 
 void FormatAttribute(wchar (&field)[kTraceField], const CZPoolString& text, const wchar* format,
                      const wchar* absent) {

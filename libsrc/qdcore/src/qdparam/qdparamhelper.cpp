@@ -5,16 +5,12 @@
 #include <utility>
 
 #include "qdassert.h"
+#include "qdformatnames.h"
 #include "qdnumbers.h"
 
 namespace qdcore {
 
-namespace {
-
-const CZPoolString kTrue = CStringPool::GetStringRef(u"True");
-const CZPoolString kFalse = CStringPool::GetStringRef(u"False");
-
-}  // namespace
+using namespace names;
 
 namespace ParamHelper {
 

@@ -8,24 +8,14 @@
 
 #include "codetable.h"
 #include "qdassert.h"
+#include "qdformatnames.h"
 #include "qdparamindex.h"
 
 namespace qdcore {
 
+using namespace names;
+
 namespace {
-
-CZPoolString Pooled(const wchar* text) { return CStringPool::GetStringRef(text); }
-
-const CZPoolString kProperty = Pooled(u"Property");
-const CZPoolString kName = Pooled(u"name");
-const CZPoolString kId = Pooled(u"id");
-const CZPoolString kAlpha = Pooled(u"alpha");
-
-// No handling is no attribute.
-const tagXMLFLAGMAP kAlphaHandlings[] = {
-    {ALPHA_GENERATE, Pooled(u"Generate")},
-    {ALPHA_REMOVE, Pooled(u"Remove")},
-};
 
 constexpr double kDefaultStartTime = 0.0;
 constexpr double kDefaultDuration = 1.0;
@@ -196,7 +186,7 @@ bool CParamSet::Remove(const CParam* param) {
 
 bool CParamSet::SetAlphaHandling(unsigned int type) {
   if (type != ALPHA_NONE) {
-    if (const CZPoolString* spelling = NameOf(type, kAlphaHandlings)) {
+    if (const CZPoolString* spelling = NameOf(type, kAlphaNames)) {
       SetAttribute(kAlpha, *spelling);
       return true;
     }
@@ -208,7 +198,7 @@ bool CParamSet::SetAlphaHandling(unsigned int type) {
 }
 
 unsigned int CParamSet::GetAlphaHandling() const {
-  return CodeOf(FindAttribute(kAlpha), kAlphaHandlings, ALPHA_NONE);
+  return CodeOf(FindAttribute(kAlpha), kAlphaNames, ALPHA_NONE);
 }
 
 }  // namespace qdcore

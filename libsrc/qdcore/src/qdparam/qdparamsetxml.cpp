@@ -1,18 +1,13 @@
 // CParamSet and XML: loading from and storing to a "Property" element,
 // merging updates from another set or an XML fragment, and presets.
 #include "qdparam/paramset.h"
+#include "qdformatnames.h"
 
 namespace qdcore {
 
+using namespace names;
+
 namespace {
-
-CZPoolString Pooled(const wchar* text) { return CStringPool::GetStringRef(text); }
-
-const CZPoolString kProperty = Pooled(u"Property");
-const CZPoolString kParameter = Pooled(u"Parameter");
-const CZPoolString kValueElement = Pooled(u"Value");
-const CZPoolString kPreset = Pooled(u"Preset");
-const CZPoolString kId = Pooled(u"id");
 
 // The trace category and the levels that tell which operation dumped a set.
 constexpr int kTraceCategory = 398;

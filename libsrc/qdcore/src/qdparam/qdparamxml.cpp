@@ -3,29 +3,18 @@
 #include <cstdint>
 
 #include "qdassert.h"
+#include "qdformatnames.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
 
 namespace qdcore {
 
+using namespace names;
+
 namespace {
 
-CZPoolString Pooled(const wchar* text) { return CStringPool::GetStringRef(text); }
-
-const CZPoolString kParameter = Pooled(u"Parameter");
-const CZPoolString kValueElement = Pooled(u"Value");
-const CZPoolString kPreset = Pooled(u"Preset");
-const CZPoolString kKeyframe = Pooled(u"Keyframe");
-const CZPoolString kBinary = Pooled(u"Binary");
-const CZPoolString kPropertys = Pooled(u"Propertys");
-const CZPoolString kValue = Pooled(u"value");
-const CZPoolString kId = Pooled(u"id");
-const CZPoolString kUseKeyframe = Pooled(u"useKeyframe");
-const CZPoolString kPosition = Pooled(u"position");
-const CZPoolString kInterpolation = Pooled(u"interpolation");
-const CZPoolString kTrue = Pooled(u"True");
 // Limits and the inactive value an update takes over when the source has them.
-const CZPoolString kCopiedWhenPresent[] = {Pooled(u"inactive"), Pooled(u"min"), Pooled(u"max")};
+const CZPoolString kCopiedWhenPresent[] = {kInactive, kMin, kMax};
 
 // Adds a private copy of every child `name` of `from` (of the first one only
 // when `firstOnly`); false when an addition fails.

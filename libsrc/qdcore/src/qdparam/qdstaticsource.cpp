@@ -19,22 +19,18 @@
 
 #include "qdcore/file.h"
 #include "qdcore/log.h"
+#include "qdformatnames.h"
 #include "staticsourceregistry.h"
 
 namespace qdcore {
+
+using namespace names;
 
 namespace {
 
 // ---------------------------------------------------------------------------
 // 1. Names, paths and trace lines
 // ---------------------------------------------------------------------------
-
-CZPoolString Pooled(const wchar* text) { return CStringPool::GetStringRef(text); }
-
-const CZPoolString kStaticSource = Pooled(u"StaticSource");
-const CZPoolString kRoot = Pooled(u"Root");
-const CZPoolString kID = Pooled(u"ID");
-const CZPoolString kValue = Pooled(u"value");
 
 constexpr const wchar* kFolderName = u"QWSTATICSOURCE";
 
@@ -144,7 +140,7 @@ CStaticSource::CStaticSource(CGUID id, const CXMLObject& content)
 }
 
 bool CStaticSource::Store(CXMLObject& parent) {
-  SetAttribute(kID, m_ID);
+  SetAttribute(kStaticSourceId, m_ID);
   parent.Add(*this);
   return true;
 }

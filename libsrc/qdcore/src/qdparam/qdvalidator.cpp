@@ -1,15 +1,14 @@
 // CValidator: loads validation rules and runs them over a parameter set.
 #include "qdparam/validator.h"
 
+#include "qdformatnames.h"
 #include "qdparamactor.h"
 
 namespace qdcore {
 
-namespace {
+using namespace names;
 
-const CZPoolString kProperty = CStringPool::GetStringRef(u"Property");
-const CZPoolString kValidation = CStringPool::GetStringRef(u"Validation");
-const CZPoolString kCondition = CStringPool::GetStringRef(u"Condition");
+namespace {
 
 const RuleList* RulesOf(const CZObjectMemory& block) {
   if (!block.IsAssignable(sizeof(RuleList), &kRuleListKind)) return nullptr;

@@ -40,15 +40,18 @@ struct Segment {
   bool operator==(const Segment&) const = default;
 };
 
+// How each interpolation kind's segments are drawn; any other code holds.
+constexpr std::pair<unsigned int, Stroke> kKindStrokes[] = {
+    {INTERPOLATION_LINEAR, Stroke::Linear}, {INTERPOLATION_BEZIER, Stroke::Bezier},
+    {INTERPOLATION_LINLOG, Stroke::LinLog}, {INTERPOLATION_SPLINE, Stroke::Spline},
+    {INTERPOLATION_CUSTOM, Stroke::Custom},
+};
+
 Stroke InterpolationStroke(unsigned int code) {
-  switch (code) {
-    case INTERPOLATION_LINEAR: return Stroke::Linear;
-    case INTERPOLATION_BEZIER: return Stroke::Bezier;
-    case INTERPOLATION_LINLOG: return Stroke::LinLog;
-    case INTERPOLATION_SPLINE: return Stroke::Spline;
-    case INTERPOLATION_CUSTOM: return Stroke::Custom;
-    default: return Stroke::Hold;
+  for (const auto& [kind, stroke] : kKindStrokes) {
+    if (kind == code) return stroke;
   }
+  return Stroke::Hold;
 }
 
 bool Steps(const CParam& param) { return param.GetType() == PARAM_BOOL; }

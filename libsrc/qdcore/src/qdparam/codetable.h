@@ -19,7 +19,8 @@ inline unsigned int CodeOf(const CZPoolString& text, std::span<const tagXMLFLAGM
 }
 
 // The spelling of `code`, or null when the table has none.
-inline const CZPoolString* NameOf(unsigned int code, std::span<const tagXMLFLAGMAP> table) noexcept {
+inline const CZPoolString* NameOf(unsigned int code,
+                                  std::span<const tagXMLFLAGMAP> table) noexcept {
   for (const tagXMLFLAGMAP& entry : table) {
     if (entry.value == code) return &entry.name;
   }

@@ -82,14 +82,14 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
     unsigned int Type() const { return m_cache.type; }
     bool Inactive() const { return m_cache.inactive; }
     bool KeyFramed() const { return m_cache.keyFramed; }
-    bool InactiveDouble(double& v) const { return Take(m_cache.inactiveValue, v); }
-    bool InactiveLong(long& v) const { return Take(m_cache.inactiveValue, v); }
-    bool InactiveBool(bool& v) const { return Take(m_cache.inactiveValue, v); }
-    bool StaticDouble(double& v) const { return Take(m_cache.staticValue, v); }
-    bool StaticLong(long& v) const { return Take(m_cache.staticValue, v); }
-    bool StaticBool(bool& v) const { return Take(m_cache.staticValue, v); }
-    double EnforceDouble(double v) const { return m_cache.Restrict(v); }
-    long EnforceLong(long v) const { return EnforceLongLimits(m_cache.longLimits, v); }
+    bool InactiveValue(double& v) const { return Take(m_cache.inactiveValue, v); }
+    bool InactiveValue(long& v) const { return Take(m_cache.inactiveValue, v); }
+    bool InactiveValue(bool& v) const { return Take(m_cache.inactiveValue, v); }
+    bool StaticValue(double& v) const { return Take(m_cache.staticValue, v); }
+    bool StaticValue(long& v) const { return Take(m_cache.staticValue, v); }
+    bool StaticValue(bool& v) const { return Take(m_cache.staticValue, v); }
+    double Enforce(double v) const { return m_cache.Restrict(v); }
+    long Enforce(long v) const { return EnforceLongLimits(m_cache.longLimits, v); }
     double Interpolate(mtime time, mtime duration, mtime minDuration, double def) const {
       return m_cache.Interpolate(m_param, time, duration, minDuration, def, m_cursor);
     }

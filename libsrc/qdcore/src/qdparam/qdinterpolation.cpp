@@ -156,7 +156,8 @@ SampleRun SampleSpline(const Segment& segment, const SegmentShape& shape, const 
   unsigned int pieceIndex = kNoPiece;
   return FillEach(segment, span, [&](const Segment& s) {
     const unsigned int i = SplinePieceAt(s, shape.anchors, shape.anchorCount);
-    if (i != pieceIndex) piece = MakeSplinePiece(s, shape.anchors, shape.anchorCount, pieceIndex = i);
+    if (i != pieceIndex)
+      piece = MakeSplinePiece(s, shape.anchors, shape.anchorCount, pieceIndex = i);
     return SplinePieceValue(piece, s.time, shape.eases);
   });
 }

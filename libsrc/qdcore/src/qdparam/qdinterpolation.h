@@ -179,8 +179,8 @@ inline double SplinePieceValue(const SplinePiece& piece, mtime time, unsigned in
   if (flags & TIMETRANSLATION_ANCHOREASEINOUT) {
     time = TimeTranslationEaseInOut(time, piece.start, piece.end);
   }
-  const double u = static_cast<double>((time - piece.start) /
-                                       static_cast<double>(piece.end - piece.start));
+  const double u =
+      static_cast<double>((time - piece.start) / static_cast<double>(piece.end - piece.start));
   const CubicControls& c = piece.controls;
   return BezierValue(u, c.start, c.c1, c.c2, c.end);
 }

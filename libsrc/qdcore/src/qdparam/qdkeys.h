@@ -72,8 +72,8 @@ struct KeyBracket {
 // Visits `count` keyframes in list order until one lies after `time`. Each
 // keyframe's time goes into `nextTime` (`timeOf(i, nextTime)`, false when it
 // did not read), `visit(bracket)` sees it as `next` with the walk's `prev`
-// so far, and if it lies at or before `time` it becomes `prev`. A time that did not read ends the walk: the times after it
-// mean nothing.
+// so far, and if it lies at or before `time` it becomes `prev`. A time that did not read ends the
+// walk: the times after it mean nothing.
 template <typename TimeOf, typename Visit>
 KeyBracket WalkInListOrder(mtime time, unsigned int count, mtime& prevTime, mtime& nextTime,
                            TimeOf timeOf, Visit visit) {
@@ -115,8 +115,8 @@ unsigned int ReadSplineAnchors(const CKeyFrame& kf, Anchor (&anchors)[kMaxSpline
 BezierHandles ReadBezierHandles(const CKeyFrame& kf);
 
 template <typename Use>
-[[gnu::always_inline]] inline double WithShape(ShapeNeeds needs, const Segment& s, const CKeyFrame& prev, const CKeyFrame&,
-                 Use use) {
+[[gnu::always_inline]] inline double WithShape(ShapeNeeds needs, const Segment& s,
+                                               const CKeyFrame& prev, const CKeyFrame&, Use use) {
   if (needs == ShapeNeeds::Nothing) return use(kNoShape);
   SegmentShape shape;
   switch (needs) {
@@ -216,8 +216,9 @@ inline bool RecordedShape(ShapeNeeds needs, const Segment& s, const CachedKey& p
 }
 
 template <typename Use>
-[[gnu::always_inline]] inline double WithShape(ShapeNeeds needs, const Segment& s, const CachedKey& prev, const CachedKey& next,
-                 Use use) {
+[[gnu::always_inline]] inline double WithShape(ShapeNeeds needs, const Segment& s,
+                                               const CachedKey& prev, const CachedKey& next,
+                                               Use use) {
   if (needs == ShapeNeeds::Nothing) return use(kNoShape);
   SegmentShape shape;
   if (RecordedShape(needs, s, prev, next, shape)) return use(shape);

@@ -5,8 +5,6 @@
 //                          walk-and-interpolate value form
 //   3. Live keyframes      what the blend asks of a CKeyFrame
 //   4. InterpolateDouble   the blend between two keyframes (qdkeys.h)
-#include "qdparam/processing.h"
-
 #include <algorithm>
 #include <iterator>
 
@@ -14,6 +12,7 @@
 #include "qdkeys.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
+#include "qdparam/processing.h"
 #include "qdparam/qdcalc.h"
 
 namespace qdcore {
@@ -22,7 +21,8 @@ namespace {
 
 constexpr const char* kDetermineKeyFrameSignature =
     "bool __cdecl DetermineKeyFrame(class qdcore::mtime,const class qdcore::CParam &,class "
-    "qdcore::mtime,class qdcore::mtime,const class qdcore::CKeyFrame *&,class qdcore::mtime &,const "
+    "qdcore::mtime,class qdcore::mtime,const class qdcore::CKeyFrame *&,class qdcore::mtime "
+    "&,const "
     "class qdcore::CKeyFrame *&,class qdcore::mtime &,bool,double &)";
 
 }  // namespace
@@ -62,8 +62,8 @@ namespace {
 // `nextTime`, with the walk's `prev` so far.
 template <typename Visit>
 bool WalkKeyFrames(mtime time, const CParam& param, mtime duration, mtime minDuration,
-                   const CKeyFrame*& prev, mtime& prevTime, const CKeyFrame*& next,
-                   mtime& nextTime, Visit visit) {
+                   const CKeyFrame*& prev, mtime& prevTime, const CKeyFrame*& next, mtime& nextTime,
+                   Visit visit) {
   VerifyWalkDuration(duration);
   // The list keeps its keyframes side by side, in list order.
   const CKeyFrame* keys = param.FindNextKeyFrame(nullptr);
@@ -76,9 +76,8 @@ bool WalkKeyFrames(mtime time, const CParam& param, mtime duration, mtime minDur
   const auto keyAt = [&](unsigned int i) { return i == kNoKey ? nullptr : keys + i; };
   prev = nullptr;
   const KeyBracket bracket =
-      WalkInListOrder(time, count, prevTime, nextTime, timeOf, [&](const KeyBracket& sofar) {
-        visit(keyAt(sofar.prev), keys[sofar.next]);
-      });
+      WalkInListOrder(time, count, prevTime, nextTime, timeOf,
+                      [&](const KeyBracket& sofar) { visit(keyAt(sofar.prev), keys[sofar.next]); });
   prev = keyAt(bracket.prev);
   next = keyAt(bracket.next);
   return bracket.read;
@@ -103,7 +102,7 @@ bool DetermineKeyFrame(mtime time, const CParam& param, mtime duration, mtime mi
     }
     const InterpolationKind* kind = FindInterpolationKind(before->GetInterpolation());
     const Segment s{time > nextTime ? nextTime : time, duration, prevTime, nextTime,
-                    before->GetValueDouble(), value};
+                    before->GetValueDouble(),          value};
     integral += kind ? kind->integral(s) : 1.0;  // an unknown kind counts as curved
   };
   const bool ok =
@@ -138,7 +137,6 @@ const CKeyFrame* LiveSteppedKeyFrame(const CParam& param, mtime time, mtime dura
                     integral);
   return prev ? prev : next;
 }
-
 
 // ===========================================================================
 // 3. Live keyframes

@@ -19,9 +19,7 @@ constexpr const char* kEnforceLongSignature =
 
 // The nearest multiple of `grid`, halves away from zero, counted in 32-bit
 // steps (a count beyond them gives INT32_MIN steps, never undefined behaviour).
-double SnapToGrid(double x, double grid) {
-  return RoundHalfAwayFromZero(x / grid) * grid;
-}
+double SnapToGrid(double x, double grid) { return RoundHalfAwayFromZero(x / grid) * grid; }
 
 int SnapToGrid(int x, int grid) {
   return TruncateToInt32(RoundHalfAwayFromZero(static_cast<double>(x) / grid) *
@@ -29,9 +27,7 @@ int SnapToGrid(int x, int grid) {
 }
 
 // 32-bit wraparound, as the stored whole numbers have, without overflow.
-int WrappingAdd(int a, int b) {
-  return static_cast<int>(static_cast<std::int64_t>(a) + b);
-}
+int WrappingAdd(int a, int b) { return static_cast<int>(static_cast<std::int64_t>(a) + b); }
 
 // Raises the value to `lower` and lowers it to `upper` where present.
 // Inverted limits are reported and used swapped, so the result lies between
@@ -49,37 +45,49 @@ T ClampToLimits(T value, bool hasMin, T lower, bool hasMax, T upper, const char*
   return value;
 }
 
+// The limits move inward onto the grid, so a snapped value never leaves
+// them. `add` is the type's own addition.
+template <typename T, typename Add>
+void MoveLimitsOntoGrid(T grid, bool hasMin, T& lower, bool hasMax, T& upper, Add add) {
+  if (hasMin) {
+    const T snapped = SnapToGrid(lower, grid);
+    lower = lower > snapped ? add(snapped, grid) : snapped;
+  }
+  if (hasMax) {
+    const T snapped = SnapToGrid(upper, grid);
+    upper = snapped > upper ? add(snapped, -grid) : snapped;
+  }
+}
+
+// A parameter's grid and limits, read by its getters of one type.
+template <typename Limits, typename Getter>
+Limits ReadLimits(const CParam& param, Getter grid, Getter min, Getter max) {
+  Limits limits;
+  (param.*grid)(limits.grid);
+  limits.hasMin = (param.*min)(limits.min);
+  limits.hasMax = (param.*max)(limits.max);
+  return limits;
+}
+
 }  // namespace
 
 DoubleLimits ReadDoubleLimits(const CParam& param) {
-  DoubleLimits limits;
-  param.GetGranularityDouble(limits.grid);
-  limits.hasMin = param.GetMinValueDouble(limits.min);
-  limits.hasMax = param.GetMaxValueDouble(limits.max);
-  return limits;
+  return ReadLimits<DoubleLimits>(param, &CParam::GetGranularityDouble, &CParam::GetMinValueDouble,
+                                  &CParam::GetMaxValueDouble);
 }
 
 LongLimits ReadLongLimits(const CParam& param) {
-  LongLimits limits;
-  param.GetGranularityLong(limits.grid);
-  limits.hasMin = param.GetMinValueLong(limits.min);
-  limits.hasMax = param.GetMaxValueLong(limits.max);
-  return limits;
+  return ReadLimits<LongLimits>(param, &CParam::GetGranularityLong, &CParam::GetMinValueLong,
+                                &CParam::GetMaxValueLong);
 }
 
-// The limits move inward onto the grid, so a snapped value never leaves them.
 double EnforceDoubleLimits(const DoubleLimits& limits, double value) {
   const double grid = limits.grid;
   double lower = limits.min, upper = limits.max;
   if (grid > 0.0) {
-    if (limits.hasMin) {
-      const double snapped = SnapToGrid(lower, grid);
-      lower = lower > snapped ? snapped + grid : snapped;
-    }
-    if (limits.hasMax) {
-      const double snapped = SnapToGrid(upper, grid);
-      upper = snapped > upper ? snapped - grid : snapped;
-    }
+    // x + -g is x - g to the bit.
+    MoveLimitsOntoGrid(grid, limits.hasMin, lower, limits.hasMax, upper,
+                       [](double a, double b) { return a + b; });
     value = SnapToGrid(value, grid);
   }
   return ClampToLimits(value, limits.hasMin, lower, limits.hasMax, upper, kEnforceDoubleSignature);
@@ -89,14 +97,7 @@ long EnforceLongLimits(const LongLimits& limits, long value) {
   const int g = ToInt32(limits.grid);
   int lower = ToInt32(limits.min), upper = ToInt32(limits.max), v = ToInt32(value);
   if (g > 0) {
-    if (limits.hasMin) {
-      const int snapped = SnapToGrid(lower, g);
-      lower = snapped < lower ? WrappingAdd(snapped, g) : snapped;
-    }
-    if (limits.hasMax) {
-      const int snapped = SnapToGrid(upper, g);
-      upper = snapped > upper ? WrappingAdd(snapped, -g) : snapped;
-    }
+    MoveLimitsOntoGrid(g, limits.hasMin, lower, limits.hasMax, upper, &WrappingAdd);
     v = SnapToGrid(v, g);
   }
   return ClampToLimits(v, limits.hasMin, lower, limits.hasMax, upper, kEnforceLongSignature);

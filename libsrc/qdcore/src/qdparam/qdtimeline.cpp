@@ -117,7 +117,7 @@ const Timeline* CParam::EvalCache::TimelineFor(mtime duration, mtime minDuration
 // out), having passed the one before at `prevTime`.
 struct CParam::EvalCache::Bracket {
   unsigned int index = 0;
-  mtime prevTime, nextTime;  // as the walk leaves them, starting default
+  mtime prevTime, nextTime;        // as the walk leaves them, starting default
   const Timeline* line = nullptr;  // the times it walked, when they were kept
 };
 
@@ -190,7 +190,7 @@ bool CParam::EvalCache::View::SteppedBool(mtime time, mtime duration, mtime minD
   const KeyRecord* record = nullptr;
   const CKeyFrame* kf = m_cache.Stepped(m_param, time, duration, minDuration, record, m_cursor);
   bool v = false;
-  if (!kf) return StaticBool(v) ? v : def;
+  if (!kf) return StaticValue(v) ? v : def;
   // Only a Bool keyframe answers from its record; another type reports.
   if (!record || kf->m_Type != PARAM_BOOL) return kf->GetValueBool(v) ? v : def;
   return record->hasBool ? record->boolValue : def;

@@ -5,6 +5,8 @@
 // types and forces numbers into the parameter's limits.
 #pragma once
 
+#include <type_traits>
+
 #include "qdassert.h"
 #include "qdcore/log.h"
 #include "qdevalcache.h"
@@ -16,14 +18,17 @@
 
 namespace qdcore {
 
-inline constexpr const char* kGetValueDoubleSignature =
-    "double __cdecl qdcore::CParam::GetValueDouble(const class qdcore::mtime &,const class "
+inline constexpr const char *kGetValueDoubleSignature =
+    "double __cdecl qdcore::CParam::GetValueDouble(const class qdcore::mtime "
+    "&,const class "
     "qdcore::mtime &,double) const";
-inline constexpr const char* kGetValueLongSignature =
-    "long __cdecl qdcore::CParam::GetValueLong(const class qdcore::mtime &,const class "
+inline constexpr const char *kGetValueLongSignature =
+    "long __cdecl qdcore::CParam::GetValueLong(const class qdcore::mtime "
+    "&,const class "
     "qdcore::mtime &,long) const";
-inline constexpr const char* kGetValueBoolSignature =
-    "bool __cdecl qdcore::CParam::GetValueBool(const class qdcore::mtime &,const class "
+inline constexpr const char *kGetValueBoolSignature =
+    "bool __cdecl qdcore::CParam::GetValueBool(const class qdcore::mtime "
+    "&,const class "
     "qdcore::mtime &,bool) const";
 
 // The processing trace: one line per double evaluation.
@@ -31,7 +36,7 @@ inline constexpr int kTraceCategory = 398;
 inline constexpr int kTraceLevel = 10;
 // Writes the line; formats nothing unless the level is on. `converted`
 // marks a value that was not a Double parameter's own.
-void TraceDoubleValue(const CParam& param, const mtime& time, double value, bool converted);
+void TraceDoubleValue(const CParam &param, const mtime &time, double value, bool converted);
 
 // ---------------------------------------------------------------------------
 // The parameter as evaluation sees it: read live from its XML (LiveParam
@@ -41,22 +46,22 @@ void TraceDoubleValue(const CParam& param, const mtime& time, double value, bool
 
 class LiveParam {
  public:
-  explicit LiveParam(const CParam& param) : m_param(param) {}
-  const CParam& Param() const { return m_param; }
+  explicit LiveParam(const CParam &param) : m_param(param) {}
+  const CParam &Param() const { return m_param; }
   unsigned int Type() const { return m_param.GetType(); }
   bool Inactive() const {
     bool inactive = false;
     return m_param.GetInactiveStatus(inactive) && inactive;
   }
   bool KeyFramed() const { return m_param.GetKeyFrameStatus(); }
-  bool InactiveDouble(double& v) const { return m_param.GetInactiveValueDouble(v); }
-  bool InactiveLong(long& v) const { return m_param.GetInactiveValueLong(v); }
-  bool InactiveBool(bool& v) const { return m_param.GetInactiveValueBool(v); }
-  bool StaticDouble(double& v) const { return m_param.GetValueDouble(v); }
-  bool StaticLong(long& v) const { return m_param.GetValueLong(v); }
-  bool StaticBool(bool& v) const { return m_param.GetValueBool(v); }
-  double EnforceDouble(double v) const { return EnforceRestricitionsDouble(m_param, v); }
-  long EnforceLong(long v) const { return EnforceRestricitionsLong(m_param, v); }
+  bool InactiveValue(double &v) const { return m_param.GetInactiveValueDouble(v); }
+  bool InactiveValue(long &v) const { return m_param.GetInactiveValueLong(v); }
+  bool InactiveValue(bool &v) const { return m_param.GetInactiveValueBool(v); }
+  bool StaticValue(double &v) const { return m_param.GetValueDouble(v); }
+  bool StaticValue(long &v) const { return m_param.GetValueLong(v); }
+  bool StaticValue(bool &v) const { return m_param.GetValueBool(v); }
+  double Enforce(double v) const { return EnforceRestricitionsDouble(m_param, v); }
+  long Enforce(long v) const { return EnforceRestricitionsLong(m_param, v); }
   double Interpolate(mtime time, mtime duration, mtime minDuration, double def) const {
     return InterpolateParamDouble(time, m_param, duration, minDuration, def);
   }
@@ -64,75 +69,98 @@ class LiveParam {
   // else the first one after it, else the static value.
   bool SteppedBool(mtime time, mtime duration, mtime minDuration, bool def) const {
     bool v = false;
-    if (const CKeyFrame* kf = LiveSteppedKeyFrame(m_param, time, duration, minDuration)) {
+    if (const CKeyFrame *kf = LiveSteppedKeyFrame(m_param, time, duration, minDuration)) {
       return kf->GetValueBool(v) ? v : def;
     }
-    return StaticBool(v) ? v : def;
+    return StaticValue(v) ? v : def;
   }
 
  private:
-  const CParam& m_param;
+  const CParam &m_param;
 };
 
 // ---------------------------------------------------------------------------
 // Each type's own value; the caller has checked the type
 // ---------------------------------------------------------------------------
 
-template <typename Param>
-double DoubleParamValue(const Param& param, const mtime& time, const mtime& duration,
-                        mtime minDuration, double def) {
-  double v = 0.0;
-  if (param.Inactive()) {
-    if (param.InactiveDouble(v)) return param.EnforceDouble(v);
+// What differs between the two number types: what keyframes fall back to
+// and how a blend becomes the type, and the reports (their texts are what
+// hosts match on).
+struct DoubleNumbers {
+  using Value = double;
+  // Without a static value keyframes fall back to 0.0, not `def`.
+  template <typename Param>
+  static double Keyframed(const Param &param, mtime time, mtime duration, mtime minDuration,
+                          double) {
+    double v = 0.0;
+    param.StaticValue(v);
+    return param.Interpolate(time, duration, minDuration, v);
+  }
+  static void ReportNoInactive() {
     QD_ILLEGAL_CODE_POINT_WIDE(
-        u"GetValueDouble - param set to inactive but no inactive value specified",
+        u"GetValueDouble - param set to inactive but no "
+        u"inactive value specified",
         kGetValueDoubleSignature);
-    return def;
   }
-  if (param.KeyFramed()) {
-    param.StaticDouble(v);  // without a static value keyframes fall back to 0.0, not `def`
-    return param.EnforceDouble(param.Interpolate(time, duration, minDuration, v));
+  static void ReportNoStatic() {
+    QD_ILLEGAL_CODE_POINT_WIDE(u"GetValueDouble - request for static value but no value specified",
+                               kGetValueDoubleSignature);
   }
-  if (param.StaticDouble(v)) return param.EnforceDouble(v);
-  QD_ILLEGAL_CODE_POINT_WIDE(u"GetValueDouble - request for static value but no value specified",
-                             kGetValueDoubleSignature);
-  return def;
-}
+};
 
-template <typename Param>
-long LongParamValue(const Param& param, const mtime& time, const mtime& duration,
-                    mtime minDuration, long def) {
-  long v = 0;
-  if (param.Inactive()) {
-    if (param.InactiveLong(v)) return param.EnforceLong(v);
+struct LongNumbers {
+  using Value = long;
+  // Keyframes fall back to the static value, else `def`; the blend rounds.
+  template <typename Param>
+  static long Keyframed(const Param &param, mtime time, mtime duration, mtime minDuration,
+                        long def) {
+    long v = def;
+    param.StaticValue(v);
+    return RoundHalfAwayFromZero(
+        param.Interpolate(time, duration, minDuration, static_cast<double>(v)));
+  }
+  static void ReportNoInactive() {
     QD_ILLEGAL_CODE_POINT("GetValueLong - param set to inactive but no inactive value specified",
                           kGetValueLongSignature);
+  }
+  static void ReportNoStatic() {
+    QD_ILLEGAL_CODE_POINT_WIDE(u"GetValueLong - request for static value but no value specified",
+                               kGetValueLongSignature);
+  }
+};
+
+// The inactive value, else the keyframes, else the static value, forced
+// into the limits; `def` (reported) where the one that applies is absent.
+template <typename Numbers, typename Param>
+typename Numbers::Value NumberParamValue(const Param &param, const mtime &time,
+                                         const mtime &duration, mtime minDuration,
+                                         typename Numbers::Value def) {
+  typename Numbers::Value v{};
+  if (param.Inactive()) {
+    if (param.InactiveValue(v)) return param.Enforce(v);
+    Numbers::ReportNoInactive();
     return def;
   }
   if (param.KeyFramed()) {
-    v = def;
-    param.StaticLong(v);  // keyframes fall back to the static value, else `def`
-    const double r = param.Interpolate(time, duration, minDuration, static_cast<double>(v));
-    return param.EnforceLong(RoundHalfAwayFromZero(r));
+    return param.Enforce(Numbers::Keyframed(param, time, duration, minDuration, def));
   }
-  if (param.StaticLong(v)) return param.EnforceLong(v);
-  QD_ILLEGAL_CODE_POINT_WIDE(u"GetValueLong - request for static value but no value specified",
-                             kGetValueLongSignature);
+  if (param.StaticValue(v)) return param.Enforce(v);
+  Numbers::ReportNoStatic();
   return def;
 }
 
 template <typename Param>
-bool BoolParamValue(const Param& param, const mtime& time, const mtime& duration,
-                    mtime minDuration, bool def) {
+bool BoolParamValue(const Param &param, const mtime &time, const mtime &duration, mtime minDuration,
+                    bool def) {
   bool v = false;
   if (param.Inactive()) {
-    if (param.InactiveBool(v)) return v;
+    if (param.InactiveValue(v)) return v;
     QD_ILLEGAL_CODE_POINT("GetValueBool - param set to inactive but no inactive value specified",
                           kGetValueBoolSignature);
     return def;
   }
   if (!param.KeyFramed()) {
-    if (param.StaticBool(v)) return v;
+    if (param.StaticValue(v)) return v;
     QD_ILLEGAL_CODE_POINT_WIDE(u"GetValueBool - request for static value but no value specified",
                                kGetValueBoolSignature);
     return def;
@@ -146,66 +174,96 @@ bool BoolParamValue(const Param& param, const mtime& time, const mtime& duration
 // which never allocates): evaluation does not refresh it.
 // ---------------------------------------------------------------------------
 
-template <typename Param>
-long ValueLong(const Param& param, const mtime& time, const mtime& duration, mtime minDuration,
-               long def);
-template <typename Param>
-bool ValueBool(const Param& param, const mtime& time, const mtime& duration, mtime minDuration,
-               bool def);
+// The parameter type each getter's type belongs to, and the getter's
+// report for a type it cannot give.
+struct GetterKind {
+  unsigned int ownType;
+  const char *mismatch;
+  const char *signature;
+};
+template <typename T>
+inline constexpr GetterKind kGetter{};
+template <>
+inline constexpr GetterKind kGetter<double>{
+    PARAM_DOUBLE, "GetValueDouble - parameter type mismatch", kGetValueDoubleSignature};
+template <>
+inline constexpr GetterKind kGetter<long>{PARAM_LONG, "GetValueLong - parameter type mismatch",
+                                          kGetValueLongSignature};
+template <>
+inline constexpr GetterKind kGetter<bool>{PARAM_BOOL, "GetValueBool - parameter type mismatch",
+                                          kGetValueBoolSignature};
+
+// A parameter's value of its own type T.
+template <typename T, typename Param>
+T OwnValue(const Param &param, const mtime &time, const mtime &duration, mtime minDuration, T def) {
+  if constexpr (std::is_same_v<T, double>) {
+    return NumberParamValue<DoubleNumbers>(param, time, duration, minDuration, def);
+  } else if constexpr (std::is_same_v<T, long>) {
+    return NumberParamValue<LongNumbers>(param, time, duration, minDuration, def);
+  } else {
+    return BoolParamValue(param, time, duration, minDuration, def);
+  }
+}
+
+// Another numeric type's value as `To`: a real truncated to 32 bits, any
+// non-zero value (NaN too) as true, true as one.
+template <typename To, typename From>
+To As(From value) {
+  if constexpr (std::is_same_v<From, double> && std::is_same_v<To, long>) {
+    return TruncateToInt32(value);
+  } else if constexpr (std::is_same_v<To, bool>) {
+    return value != From{};
+  } else {
+    return static_cast<To>(value);
+  }
+}
 
 template <typename Param>
-double ValueDouble(const Param& param, const mtime& time, const mtime& duration,
-                   mtime minDuration, double def) {
+double ValueDouble(const Param &param, const mtime &time, const mtime &duration, mtime minDuration,
+                   double def);
+
+// The parameter's value as T: its own type's value, or another numeric
+// type's converted (with that type's default); `def`, reported, for the rest.
+template <typename T, typename Param>
+T TypedValue(const Param &param, const mtime &time, const mtime &duration, mtime minDuration,
+             T def) {
   const unsigned int type = param.Type();
-  double result = def;
+  if (type == kGetter<T>.ownType) return OwnValue(param, time, duration, minDuration, def);
   switch (type) {
     case PARAM_DOUBLE:
-      result = DoubleParamValue(param, time, duration, minDuration, def);
-      break;
+      return As<T>(ValueDouble(param, time, duration, minDuration, 0.0));
     case PARAM_LONG:
-      result = static_cast<double>(ValueLong(param, time, duration, minDuration, 0));
-      break;
+      return As<T>(TypedValue<long>(param, time, duration, minDuration, 0L));
     case PARAM_BOOL:
-      result = ValueBool(param, time, duration, minDuration, false) ? 1.0 : 0.0;
-      break;
+      return As<T>(TypedValue<bool>(param, time, duration, minDuration, false));
     default:
-      QD_ILLEGAL_CODE_POINT("GetValueDouble - parameter type mismatch", kGetValueDoubleSignature);
+      QD_ILLEGAL_CODE_POINT(kGetter<T>.mismatch, kGetter<T>.signature);
       return def;
   }
-  TraceDoubleValue(param.Param(), time, result, type != PARAM_DOUBLE);
+}
+
+// Every real a number parameter gives writes its trace line.
+template <typename Param>
+double ValueDouble(const Param &param, const mtime &time, const mtime &duration, mtime minDuration,
+                   double def) {
+  const unsigned int type = param.Type();
+  const double result = TypedValue<double>(param, time, duration, minDuration, def);
+  if (type == PARAM_DOUBLE || type == PARAM_LONG || type == PARAM_BOOL) {
+    TraceDoubleValue(param.Param(), time, result, type != PARAM_DOUBLE);
+  }
   return result;
 }
 
 template <typename Param>
-long ValueLong(const Param& param, const mtime& time, const mtime& duration, mtime minDuration,
+long ValueLong(const Param &param, const mtime &time, const mtime &duration, mtime minDuration,
                long def) {
-  switch (param.Type()) {
-    case PARAM_DOUBLE:
-      return TruncateToInt32(ValueDouble(param, time, duration, minDuration, 0.0));
-    case PARAM_BOOL:
-      return ValueBool(param, time, duration, minDuration, false) ? 1 : 0;
-    case PARAM_LONG:
-      return LongParamValue(param, time, duration, minDuration, def);
-    default:
-      QD_ILLEGAL_CODE_POINT("GetValueLong - parameter type mismatch", kGetValueLongSignature);
-      return def;
-  }
+  return TypedValue<long>(param, time, duration, minDuration, def);
 }
 
 template <typename Param>
-bool ValueBool(const Param& param, const mtime& time, const mtime& duration, mtime minDuration,
+bool ValueBool(const Param &param, const mtime &time, const mtime &duration, mtime minDuration,
                bool def) {
-  switch (param.Type()) {
-    case PARAM_DOUBLE:
-      return ValueDouble(param, time, duration, minDuration, 0.0) != 0.0;  // NaN counts as true
-    case PARAM_LONG:
-      return ValueLong(param, time, duration, minDuration, 0) != 0;
-    case PARAM_BOOL:
-      return BoolParamValue(param, time, duration, minDuration, def);
-    default:
-      QD_ILLEGAL_CODE_POINT("GetValueBool - parameter type mismatch", kGetValueBoolSignature);
-      return def;
-  }
+  return TypedValue<bool>(param, time, duration, minDuration, def);
 }
 
 }  // namespace qdcore

@@ -52,7 +52,7 @@ bool CParam::GetValueArrayDouble(const mtime& duration, const mtime& start, cons
   const auto view = cache->Bind(*this);
   const bool byRuns = view.Type() == PARAM_DOUBLE && !view.Inactive() && view.KeyFramed();
   double fallback = 0.0;  // what keyframes fall back to: the static value, else 0.0
-  view.StaticDouble(fallback);
+  view.StaticValue(fallback);
   for (unsigned long i = 0; i < uNValues;) {
     EvalCache::Run run;
     if (byRuns && !wPrintf_IsUserLevelActive(kTraceCategory, kTraceLevel)) {
@@ -76,7 +76,7 @@ bool CParam::GetValueArrayLong(const mtime& duration, const mtime& start, const 
     for (unsigned long i = 0; i < uNValues; ++i) {
       const mtime t = SampleTime(start, step, i);
       pValues[i] = param.Type() == PARAM_DOUBLE
-                       ? TruncateToInt32(DoubleParamValue(param, t, duration, minDuration, 0.0))
+                       ? TruncateToInt32(OwnValue(param, t, duration, minDuration, 0.0))
                        : ValueLong(param, t, duration, minDuration, 0);
     }
   };

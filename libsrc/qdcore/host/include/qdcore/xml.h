@@ -158,6 +158,16 @@ class QDHOST_API CXMLObject {
   bool IsEqual(const CXMLObject& other) const;
 
   // ---- change tracking, for callers that keep what they read
+  //
+  // The parameter library keeps what its evaluation parsed of a parameter
+  // and its keyframes (numbers, times, anchors) and must know, in a load or
+  // two per call, that none of it changed. A replacement host layer needs
+  // to provide exactly this and no more: Observe and IsUnchanged below, and
+  // a process-wide counter (XMLWriteEpoch) that advances on every write to
+  // observed storage. A host that cannot track writes may return a fresh
+  // stamp from Observe and false from IsUnchanged, and advance the counter
+  // on every write: evaluation then re-reads each parameter when asked,
+  // which costs speed but never a wrong value.
   // What a handle held when observed: its storage and that storage's version.
   struct Stamp {
     std::uintptr_t storage = 0;  // an address, kept only to compare

@@ -10,6 +10,7 @@
 #include "qdparam/param.h"
 #include "qdparam/processing.h"
 #include "qdparam/qdcalc.h"
+#include "qdminduration.h"
 
 namespace qdcore {
 
@@ -116,7 +117,7 @@ unsigned int CParam::GetValueBinary(const mtime& time, const mtime& duration, un
   }
   if (!GetKeyFrameStatus()) return GetValueBinary(buffer, size, 0);
   // The cached minimum duration as it stands: reading it never allocates.
-  return InterpolateBinary(time, *this, duration, *std::as_const(m_MinDuration), buffer, size);
+  return InterpolateBinary(time, *this, duration, CachedMinDuration(m_MinDuration), buffer, size);
 }
 
 }  // namespace qdcore

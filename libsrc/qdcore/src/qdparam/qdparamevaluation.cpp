@@ -6,6 +6,7 @@
 
 #include "qdtypedvalue.h"
 #include "qdformatnames.h"
+#include "qdminduration.h"
 
 namespace qdcore {
 
@@ -66,7 +67,7 @@ void TraceDoubleValue(const CParam& param, const mtime& time, double value, bool
 // live; the answers are the same.
 
 double CParam::GetValueDouble(const mtime& time, const mtime& duration, double def) const {
-  const mtime minDuration = *std::as_const(m_MinDuration);
+  const mtime minDuration = CachedMinDuration(m_MinDuration);
   if (const EvalCache* cache = EvalCache::For(*this)) {
     return ValueDouble(cache->Bind(*this), time, duration, minDuration, def);
   }
@@ -74,7 +75,7 @@ double CParam::GetValueDouble(const mtime& time, const mtime& duration, double d
 }
 
 long CParam::GetValueLong(const mtime& time, const mtime& duration, long def) const {
-  const mtime minDuration = *std::as_const(m_MinDuration);
+  const mtime minDuration = CachedMinDuration(m_MinDuration);
   if (const EvalCache* cache = EvalCache::For(*this)) {
     return ValueLong(cache->Bind(*this), time, duration, minDuration, def);
   }
@@ -82,7 +83,7 @@ long CParam::GetValueLong(const mtime& time, const mtime& duration, long def) co
 }
 
 bool CParam::GetValueBool(const mtime& time, const mtime& duration, bool def) const {
-  const mtime minDuration = *std::as_const(m_MinDuration);
+  const mtime minDuration = CachedMinDuration(m_MinDuration);
   if (const EvalCache* cache = EvalCache::For(*this)) {
     return ValueBool(cache->Bind(*this), time, duration, minDuration, def);
   }
@@ -105,7 +106,7 @@ CZPoolString CParam::GetValueString(const mtime& time, const mtime& duration,
     return def;
   }
   if (GetKeyFrameStatus()) {
-    if (const CKeyFrame* kf = LiveSteppedKeyFrame(*this, time, duration, *std::as_const(m_MinDuration))) {
+    if (const CKeyFrame* kf = LiveSteppedKeyFrame(*this, time, duration, CachedMinDuration(m_MinDuration))) {
       return kf->GetValueString(v) ? v : def;
     }
   }
@@ -131,7 +132,7 @@ double CParam::GetIntegralDouble(const mtime& time, const mtime& duration) const
   const CKeyFrame* next = nullptr;
   mtime prevTime, nextTime;
   double integral = 0.0;
-  const bool ok = DetermineKeyFrame(time, *this, duration, *std::as_const(m_MinDuration), prev,
+  const bool ok = DetermineKeyFrame(time, *this, duration, CachedMinDuration(m_MinDuration), prev,
                                     prevTime, next, nextTime, true, integral);
   return ok ? integral : 0.0;
 }

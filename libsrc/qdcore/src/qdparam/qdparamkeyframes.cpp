@@ -7,6 +7,7 @@
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
 #include "qdparam/processing.h"
+#include "qdminduration.h"
 
 namespace qdcore {
 
@@ -205,7 +206,7 @@ const CKeyFrame* CParam::FindNextKeyFrame(const CKeyFrame* kf) const {
 // counted back from the end need it to reach back as far: the clip must hold
 // both without overlap.
 mtime CParam::GetMinDuration() const {
-  const mtime cached = *static_cast<const CZMTime&>(m_MinDuration);
+  const mtime cached = CachedMinDuration(m_MinDuration);
   if (cached.isassigned()) return cached;
   mtime forward = mtime::null, backward = mtime::null;
   for (const CKeyFrame* kf = FindNextKeyFrame(nullptr); kf; kf = FindNextKeyFrame(kf)) {
@@ -217,7 +218,7 @@ mtime CParam::GetMinDuration() const {
       backward = -t;
     }
   }
-  *m_MinDuration = forward + backward;
+  CacheMinDuration(m_MinDuration, forward + backward);
   return forward + backward;
 }
 

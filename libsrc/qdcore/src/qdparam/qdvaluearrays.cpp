@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "qdtypedvalue.h"
+#include "qdminduration.h"
 
 namespace qdcore {
 
@@ -39,7 +40,7 @@ mtime SampleTime(const mtime& start, const mtime& step, unsigned long i) {
 bool CParam::GetValueArrayDouble(const mtime& duration, const mtime& start, const mtime& step,
                                  double* pValues, unsigned long uNValues) const {
   if (!CheckArray(pValues, uNValues, kGetValueArrayDoubleSignature)) return false;
-  const mtime minDuration = *std::as_const(m_MinDuration);
+  const mtime minDuration = CachedMinDuration(m_MinDuration);
   const auto sample = [&](const auto& param, unsigned long i) {
     pValues[i] = ValueDouble(param, SampleTime(start, step, i), duration, minDuration, 0.0);
   };
@@ -71,7 +72,7 @@ bool CParam::GetValueArrayDouble(const mtime& duration, const mtime& start, cons
 bool CParam::GetValueArrayLong(const mtime& duration, const mtime& start, const mtime& step,
                                long* pValues, unsigned long uNValues) const {
   if (!CheckArray(pValues, uNValues, kGetValueArrayLongSignature)) return false;
-  const mtime minDuration = *std::as_const(m_MinDuration);
+  const mtime minDuration = CachedMinDuration(m_MinDuration);
   const auto fill = [&](const auto& param) {
     for (unsigned long i = 0; i < uNValues; ++i) {
       const mtime t = SampleTime(start, step, i);

@@ -194,6 +194,9 @@ class QDPARAM_API CParam : public CXMLObject {
   // built by const evaluations, never seen by callers (qdevalcache.h).
   struct EvalCache;
   void DropEvalCache() noexcept;  // for writes that replace the whole parameter
+  // The getters above with the minimum duration given, shared with the host
+  // API, which fits absolute keyframes onto short clips its own way.
+  friend struct ParamEvaluation;
 
   CKeyFrameList m_KeyFrameList;
   mutable CZMTime m_MinDuration;  // mtime::unassigned: recompute (GetMinDuration fills it)

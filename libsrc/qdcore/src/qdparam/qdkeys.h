@@ -28,6 +28,27 @@ struct KeyPosition {
 // The keyframe's position, read as the walk reads it (reports included).
 KeyPosition ReadKeyPosition(const CKeyFrame& kf);
 
+// How absolute keyframes fit a clip shorter than they need. Stored effects
+// divide by the bare minimum duration (the walk's rule below); the host API
+// scales them onto the clip, as the keyframe's own GetTime does, so that a
+// "4s" key of an 8 s effect lands at 2 s of a 4 s clip. That rule travels
+// as the minimum duration negated: a real one is never negative, and every
+// evaluation path then carries it without another argument.
+inline mtime ScaleOntoClip(mtime minDuration) { return -minDuration; }
+
+// The minimum duration a host-API evaluation carries, else unassigned.
+inline mtime FitsOntoClip(mtime minDuration) {
+  return minDuration < 0.0 && minDuration.isassigned() ? -minDuration : mtime::unassigned;
+}
+
+// An absolute time of a clip shorter than `need`, as CKeyFrame::GetTime
+// scales it (a negative time counts back from the end of `need`).
+inline mtime ScaledOntoClip(mtime time, mtime duration, mtime need) {
+  const mtime fromStart = time >= mtime::null ? time : need + time;
+  const double share = static_cast<double>(fromStart / static_cast<double>(need));
+  return share * duration;
+}
+
 // The keyframe's time on a clip of `duration`. `walkTime` is the walk's
 // time so far: a keyframe without a time keeps it (the caller's start value
 // before the first keyframe, the "none after" mark once one was passed), and
@@ -42,6 +63,9 @@ inline mtime KeyTimeOnClip(const KeyPosition& position, mtime duration, mtime mi
     }
     case KEYFRAME_ABSOLUTE: {
       mtime k = position.read ? mtime(position.number) : walkTime;
+      if (const mtime need = FitsOntoClip(minDuration); need.isassigned()) {
+        return duration < need ? ScaledOntoClip(k, duration, need) : (k < 0.0 ? k + duration : k);
+      }
       // A clip shorter than the keyframes need divides by the bare minimum
       // duration (no rescaling to the clip): stored effects are timed so.
       if (duration < minDuration) k = k / static_cast<double>(minDuration);

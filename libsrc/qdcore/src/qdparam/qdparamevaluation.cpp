@@ -4,9 +4,10 @@
 #include <cstddef>
 #include <utility>
 
-#include "qdtypedvalue.h"
 #include "qdformatnames.h"
 #include "qdminduration.h"
+#include "qdparamevaluation.h"
+#include "qdtypedvalue.h"
 
 namespace qdcore {
 
@@ -67,50 +68,67 @@ void TraceDoubleValue(const CParam& param, const mtime& time, double value, bool
 // live; the answers are the same.
 
 double CParam::GetValueDouble(const mtime& time, const mtime& duration, double def) const {
-  const mtime minDuration = CachedMinDuration(m_MinDuration);
-  if (const EvalCache* cache = EvalCache::For(*this)) {
-    return ValueDouble(cache->Bind(*this), time, duration, minDuration, def);
+  return ParamEvaluation::Double(*this, time, duration, CachedMinDuration(m_MinDuration), def);
+}
+
+double ParamEvaluation::Double(const CParam& param, mtime time, mtime duration, mtime minDuration,
+                          double def) {
+  if (const CParam::EvalCache* cache = CParam::EvalCache::For(param)) {
+    return ValueDouble(cache->Bind(param), time, duration, minDuration, def);
   }
-  return ValueDouble(LiveParam(*this), time, duration, minDuration, def);
+  return ValueDouble(LiveParam(param), time, duration, minDuration, def);
 }
 
 long CParam::GetValueLong(const mtime& time, const mtime& duration, long def) const {
-  const mtime minDuration = CachedMinDuration(m_MinDuration);
-  if (const EvalCache* cache = EvalCache::For(*this)) {
-    return ValueLong(cache->Bind(*this), time, duration, minDuration, def);
+  return ParamEvaluation::Long(*this, time, duration, CachedMinDuration(m_MinDuration), def);
+}
+
+long ParamEvaluation::Long(const CParam& param, mtime time, mtime duration, mtime minDuration,
+                          long def) {
+  if (const CParam::EvalCache* cache = CParam::EvalCache::For(param)) {
+    return ValueLong(cache->Bind(param), time, duration, minDuration, def);
   }
-  return ValueLong(LiveParam(*this), time, duration, minDuration, def);
+  return ValueLong(LiveParam(param), time, duration, minDuration, def);
 }
 
 bool CParam::GetValueBool(const mtime& time, const mtime& duration, bool def) const {
-  const mtime minDuration = CachedMinDuration(m_MinDuration);
-  if (const EvalCache* cache = EvalCache::For(*this)) {
-    return ValueBool(cache->Bind(*this), time, duration, minDuration, def);
+  return ParamEvaluation::Bool(*this, time, duration, CachedMinDuration(m_MinDuration), def);
+}
+
+bool ParamEvaluation::Bool(const CParam& param, mtime time, mtime duration, mtime minDuration,
+                          bool def) {
+  if (const CParam::EvalCache* cache = CParam::EvalCache::For(param)) {
+    return ValueBool(cache->Bind(param), time, duration, minDuration, def);
   }
-  return ValueBool(LiveParam(*this), time, duration, minDuration, def);
+  return ValueBool(LiveParam(param), time, duration, minDuration, def);
 }
 
 CZPoolString CParam::GetValueString(const mtime& time, const mtime& duration,
                                     const CZPoolString& def) const {
-  if (GetType() != PARAM_STRING) {
+  return ParamEvaluation::String(*this, time, duration, CachedMinDuration(m_MinDuration), def);
+}
+
+CZPoolString ParamEvaluation::String(const CParam& param, mtime time, mtime duration,
+                                     mtime minDuration, const CZPoolString& def) {
+  if (param.GetType() != PARAM_STRING) {
     QD_ILLEGAL_CODE_POINT("GetValueString - parameter type mismatch", kGetValueStringSignature);
     return def;
   }
   CZPoolString v;
-  if (LiveParam(*this).Inactive()) {
-    if (GetInactiveValueString(v)) return v;
+  if (LiveParam(param).Inactive()) {
+    if (param.GetInactiveValueString(v)) return v;
     // The bool getter's text: hosts match on it.
     QD_ILLEGAL_CODE_POINT_WIDE(
         u"GetValueBool - param set to inactive but no inactive value specified",
         kGetValueStringSignature);
     return def;
   }
-  if (GetKeyFrameStatus()) {
-    if (const CKeyFrame* kf = LiveSteppedKeyFrame(*this, time, duration, CachedMinDuration(m_MinDuration))) {
+  if (param.GetKeyFrameStatus()) {
+    if (const CKeyFrame* kf = LiveSteppedKeyFrame(param, time, duration, minDuration)) {
       return kf->GetValueString(v) ? v : def;
     }
   }
-  return GetValueString(v) ? v : def;
+  return param.GetValueString(v) ? v : def;
 }
 
 CZMemory CParam::GetValueBinary(const mtime&, const mtime&) const {
@@ -122,18 +140,25 @@ CZMemory CParam::GetValueBinary(const mtime&, const mtime&) const {
 }
 
 double CParam::GetIntegralDouble(const mtime& time, const mtime& duration) const {
-  if (GetType() != PARAM_DOUBLE) {
+  return ParamEvaluation::Integral(*this, time, duration, CachedMinDuration(m_MinDuration));
+}
+
+double ParamEvaluation::Integral(const CParam& param, mtime time, mtime duration,
+                                 mtime minDuration) {
+  if (param.GetType() != PARAM_DOUBLE) {
     QD_ILLEGAL_CODE_POINT("GetIntegralDouble - parameter type mismatch",
                           kGetIntegralDoubleSignature);
     return 0.0;
   }
-  if (!GetKeyFrameStatus()) return static_cast<double>(GetValueDouble(time, duration, 0.0) * time);
+  if (!param.GetKeyFrameStatus()) {
+    return static_cast<double>(Double(param, time, duration, minDuration, 0.0) * time);
+  }
   const CKeyFrame* prev = nullptr;
   const CKeyFrame* next = nullptr;
   mtime prevTime, nextTime;
   double integral = 0.0;
-  const bool ok = DetermineKeyFrame(time, *this, duration, CachedMinDuration(m_MinDuration), prev,
-                                    prevTime, next, nextTime, true, integral);
+  const bool ok = DetermineKeyFrame(time, param, duration, minDuration, prev, prevTime, next,
+                                    nextTime, true, integral);
   return ok ? integral : 0.0;
 }
 

@@ -6,8 +6,9 @@
 #include <cmath>
 #include <utility>
 
-#include "qdtypedvalue.h"
 #include "qdminduration.h"
+#include "qdparamevaluation.h"
+#include "qdtypedvalue.h"
 
 namespace qdcore {
 
@@ -40,24 +41,30 @@ mtime SampleTime(const mtime& start, const mtime& step, unsigned long i) {
 bool CParam::GetValueArrayDouble(const mtime& duration, const mtime& start, const mtime& step,
                                  double* pValues, unsigned long uNValues) const {
   if (!CheckArray(pValues, uNValues, kGetValueArrayDoubleSignature)) return false;
-  const mtime minDuration = CachedMinDuration(m_MinDuration);
-  const auto sample = [&](const auto& param, unsigned long i) {
-    pValues[i] = ValueDouble(param, SampleTime(start, step, i), duration, minDuration, 0.0);
+  ParamEvaluation::ArrayDouble(*this, duration, CachedMinDuration(m_MinDuration), start, step,
+                               pValues, uNValues);
+  return true;
+}
+
+void ParamEvaluation::ArrayDouble(const CParam& param, mtime duration, mtime minDuration,
+                                  mtime start, mtime step, double* values, unsigned long count) {
+  const auto sample = [&](const auto& source, unsigned long i) {
+    values[i] = ValueDouble(source, SampleTime(start, step, i), duration, minDuration, 0.0);
   };
-  const EvalCache* cache = EvalCache::For(*this);
+  const CParam::EvalCache* cache = CParam::EvalCache::For(param);
   if (!cache) {
-    const LiveParam live(*this);
-    for (unsigned long i = 0; i < uNValues; ++i) sample(live, i);
-    return true;
+    const LiveParam live(param);
+    for (unsigned long i = 0; i < count; ++i) sample(live, i);
+    return;
   }
-  const auto view = cache->Bind(*this);
+  const auto view = cache->Bind(param);
   const bool byRuns = view.Type() == PARAM_DOUBLE && !view.Inactive() && view.KeyFramed();
   double fallback = 0.0;  // what keyframes fall back to: the static value, else 0.0
   view.StaticValue(fallback);
-  for (unsigned long i = 0; i < uNValues;) {
-    EvalCache::Run run;
+  for (unsigned long i = 0; i < count;) {
+    CParam::EvalCache::Run run;
     if (byRuns && !wPrintf_IsUserLevelActive(kTraceCategory, kTraceLevel)) {
-      run = view.FillRun(duration, minDuration, start, step, fallback, pValues, i, uNValues);
+      run = view.FillRun(duration, minDuration, start, step, fallback, values, i, count);
     }
     if (run.filled) {
       i += run.length;
@@ -65,7 +72,22 @@ bool CParam::GetValueArrayDouble(const mtime& duration, const mtime& start, cons
     }
     for (const unsigned long end = i + std::max(run.length, 1ul); i < end; ++i) sample(view, i);
   }
-  return true;
+}
+
+// One view for every time, so that the cache is checked once and each
+// search starts where the last one ended.
+void ParamEvaluation::AtTimes(const CParam& param, mtime duration, mtime minDuration,
+                              const double* times, double* values, std::size_t count) {
+  const auto fill = [&](const auto& source) {
+    for (std::size_t i = 0; i < count; ++i) {
+      values[i] = ValueDouble(source, times[i], duration, minDuration, 0.0);
+    }
+  };
+  if (const CParam::EvalCache* cache = CParam::EvalCache::For(param)) {
+    fill(cache->Bind(param));
+  } else {
+    fill(LiveParam(param));
+  }
 }
 
 // Long samples write no trace line, not even for a Double parameter.

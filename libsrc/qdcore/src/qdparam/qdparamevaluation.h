@@ -1,0 +1,31 @@
+// A parameter's values with the minimum duration given: the public getters
+// pass the cached one, the host API the one that scales absolute keyframes
+// onto short clips (ScaleOntoClip, qdkeys.h). One body for both, so the
+// host API answers exactly what the getters answer on the same keyframes.
+#pragma once
+
+#include <cstddef>
+
+#include "qdparam/param.h"
+
+namespace qdcore {
+
+struct ParamEvaluation {
+  static double Double(const CParam& param, mtime time, mtime duration, mtime minDuration,
+                       double def);
+  static long Long(const CParam& param, mtime time, mtime duration, mtime minDuration, long def);
+  static bool Bool(const CParam& param, mtime time, mtime duration, mtime minDuration, bool def);
+  static CZPoolString String(const CParam& param, mtime time, mtime duration, mtime minDuration,
+                             const CZPoolString& def);
+  // 0.0 when the type is not Double or a keyframe time cannot be read.
+  static double Integral(const CParam& param, mtime time, mtime duration, mtime minDuration);
+  // Samples at start + i * step, each as Double with default 0.
+  static void ArrayDouble(const CParam& param, mtime duration, mtime minDuration, mtime start,
+                          mtime step, double* values, unsigned long count);
+  // Samples at the given times, each as Double with default 0; nearby times
+  // in a row are found from one another.
+  static void AtTimes(const CParam& param, mtime duration, mtime minDuration, const double* times,
+                      double* values, std::size_t count);
+};
+
+}  // namespace qdcore

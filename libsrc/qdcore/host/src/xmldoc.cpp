@@ -12,6 +12,8 @@
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "xmlnode.h"
@@ -347,9 +349,12 @@ class TreeBuilder {
   std::u16string m_text;
 };
 
-CXMLDoc::Result Convert(const pugi::xml_document& doc, std::size_t size, CXMLObject& result) {
+// `failedAt` gets the node that made the document malformed.
+CXMLDoc::Result Convert(const pugi::xml_document& doc, std::size_t size, CXMLObject& result,
+                        pugi::xml_node& failedAt) {
   pugi::xml_node top;
   for (pugi::xml_node n = doc.first_child(); n; n = n.next_sibling()) {
+    failedAt = n;
     if (n.type() != pugi::node_element) return CXMLDoc::kMalformed;  // text outside the root
     if (top) return CXMLDoc::kMalformed;                             // a second root
     top = n;
@@ -359,6 +364,7 @@ CXMLDoc::Result Convert(const pugi::xml_document& doc, std::size_t size, CXMLObj
   TreeBuilder builder(size);
   CXMLObject root;  // owns the tree as it grows, so any failure frees it
   Node* node = TreeBuilder::Place(root, top);
+  failedAt = top;
   if (!builder.Fill(*node, top)) return CXMLDoc::kMalformed;
   struct Frame {
     Node* node;
@@ -377,6 +383,7 @@ CXMLDoc::Result Convert(const pugi::xml_document& doc, std::size_t size, CXMLObj
     frame.next = source.next_sibling();
     CXMLObject& slot = frame.node->children.emplace_back();
     Node* child = TreeBuilder::Place(slot, source);
+    failedAt = source;
     if (!builder.Fill(*child, source)) return CXMLDoc::kMalformed;
     open.push_back({child, source.first_child()});
   }
@@ -413,18 +420,41 @@ bool ReadFile(const std::string& path, std::string& content) {
   }
 }
 
+// The 1-based line and column (in characters, not bytes) of `offset`.
+std::pair<unsigned int, unsigned int> LineAndColumn(std::string_view text, std::size_t offset) {
+  offset = std::min(offset, text.size());
+  unsigned int line = 1, column = 1;
+  for (std::size_t i = 0; i < offset; ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (byte == '\n') {
+      ++line;
+      column = 1;
+    } else if ((byte & 0xC0) != 0x80) {  // not a continuation byte
+      ++column;
+    }
+  }
+  return {line, column};
+}
+
 }  // namespace
+
+int CXMLDoc::Fail(int result, std::string reason, std::string_view text, std::size_t offset) {
+  m_failure.reason = std::move(reason);
+  if (!text.empty()) std::tie(m_failure.line, m_failure.column) = LineAndColumn(text, offset);
+  return result;
+}
 
 int CXMLDoc::OpenDocMemory(std::string_view utf8) {
   m_root.Free();
+  m_failure = Failure{};
   if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
   switch (CheckUtf8(utf8)) {
     case Utf8Check::kOk:
       break;
     case Utf8Check::kBad:
-      return kNotUtf8;
+      return Fail(kNotUtf8, "the text is not UTF-8");
     case Utf8Check::kNul:
-      return kMalformed;
+      return Fail(kMalformed, "the text holds a NUL character");
   }
   // A fragment parse keeps text outside the root, so that Convert can
   // reject it.
@@ -435,8 +465,18 @@ int CXMLDoc::OpenDocMemory(std::string_view utf8) {
   const pugi::xml_parse_result parsed =
       doc.load_buffer(utf8.data(), utf8.size(), kOptions, pugi::encoding_utf8);
   if (parsed.status == pugi::status_out_of_memory) throw std::bad_alloc();
-  if (parsed.status != pugi::status_ok) return kMalformed;
-  return Convert(doc, utf8.size(), m_root);
+  if (parsed.status != pugi::status_ok) {
+    return Fail(kMalformed, parsed.description(), utf8, static_cast<std::size_t>(parsed.offset));
+  }
+  pugi::xml_node failedAt;
+  const int result = Convert(doc, utf8.size(), m_root, failedAt);
+  if (result == kNoElement) return Fail(result, "the document holds no element");
+  if (result != kOk) {
+    const std::ptrdiff_t offset = failedAt.offset_debug();
+    return Fail(result, "text outside the document element, or an element that cannot be read",
+                utf8, offset > 0 ? static_cast<std::size_t>(offset) : 0);
+  }
+  return kOk;
 }
 
 int CXMLDoc::OpenDocMemory(std::u16string_view text) {
@@ -448,7 +488,10 @@ int CXMLDoc::OpenDocFile(const wchar* path, int, int) {
   if (!path) return kCannotOpen;
   const std::string name = ToUtf8(path);
   std::string content;
-  if (!ReadFile(name, content)) return kCannotOpen;
+  if (!ReadFile(name, content)) {
+    m_failure = Failure{};
+    return Fail(kCannotOpen, "the file cannot be opened, or is not a regular file");
+  }
   return OpenDocMemory(std::string_view(content));
 }
 

@@ -139,6 +139,10 @@ CZMemory CParam::GetValueBinary(const mtime&, const mtime&) const {
   return GetValueBinary();
 }
 
+void ParamEvaluation::ForgetMinDuration(CParam& param) {
+  CacheMinDuration(param.m_MinDuration, mtime::unassigned);
+}
+
 double CParam::GetIntegralDouble(const mtime& time, const mtime& duration) const {
   return ParamEvaluation::Integral(*this, time, duration, CachedMinDuration(m_MinDuration));
 }

@@ -24,6 +24,9 @@ struct ParamEvaluation {
                           mtime step, double* values, unsigned long count);
   // Samples at the given times, each as Double with default 0; nearby times
   // in a row are found from one another.
+  // Makes the next GetMinDuration count again: removing or moving an
+  // absolute keyframe leaves the cached span as it was.
+  static void ForgetMinDuration(CParam& param);
   static void AtTimes(const CParam& param, mtime duration, mtime minDuration, const double* times,
                       double* values, std::size_t count);
 };

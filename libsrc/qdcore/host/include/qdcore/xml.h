@@ -270,8 +270,21 @@ class QDHOST_API CXMLDoc {
   CXMLObject& GetContentElement() noexcept { return m_root; }
   const CXMLObject& GetContentElement() const noexcept { return m_root; }
 
+  // Why the last open failed and where: the parser's reason and the 1-based
+  // line and column (in characters) of the text it stopped at; line 0 when
+  // the failure has no place in the text, an empty reason after a success.
+  struct Failure {
+    std::string reason;
+    unsigned int line = 0;
+    unsigned int column = 0;
+  };
+  const Failure& GetLastFailure() const noexcept { return m_failure; }
+
  private:
+  int Fail(int result, std::string reason, std::string_view text = {}, std::size_t offset = 0);
+
   CXMLObject m_root;
+  Failure m_failure;
 };
 
 // ---------------------------------------------------------------------------

@@ -1,0 +1,247 @@
+// The host API: a parameter set and its parameters in plain C++. UTF-8 text
+// in and out, seconds as double, failures as values with a message and the
+// line and column they come from. Nothing here throws; nothing here needs
+// the library's own string, time or XML types.
+//
+// Threads: any number of threads may call const members of one Set or Param
+// (and of their copies) at once. An edit must not run beside anything else
+// on the same set: a render thread evaluates a snapshot() while the editing
+// thread changes the original.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "qdparam/export.h"
+
+namespace qdcore {
+class CParam;
+class CParamSet;
+}  // namespace qdcore
+
+namespace qd {
+
+// What went wrong, and where in a document when it came from one.
+struct QDPARAM_API Error {
+  std::string message;
+  unsigned int line = 0;  // 1-based; 0 when the failure has no place in a text
+  unsigned int column = 0;
+
+  // "line:column: message", or the message alone.
+  std::string describe() const;
+};
+
+// A value, or the error that kept it from being made. value() and operator*
+// must only be used when the result holds one (ok()).
+template <typename T>
+class Result {
+ public:
+  Result(T value) : m_value(std::move(value)) {}      // NOLINT: implicit by design
+  Result(Error error) : m_error(std::move(error)) {}  // NOLINT: implicit by design
+
+  bool ok() const noexcept { return m_value.has_value(); }
+  explicit operator bool() const noexcept { return ok(); }
+  T& value() & { return *m_value; }
+  const T& value() const& { return *m_value; }
+  T&& value() && { return std::move(*m_value); }
+  T& operator*() & { return *m_value; }
+  const T& operator*() const& { return *m_value; }
+  T* operator->() { return &*m_value; }
+  const T* operator->() const { return &*m_value; }
+  const Error& error() const noexcept { return m_error; }
+
+ private:
+  std::optional<T> m_value;
+  Error m_error;
+};
+
+// Success, or the error that prevented it.
+class Status {
+ public:
+  Status() = default;                                                 // success
+  Status(Error error) : m_error(std::move(error)), m_failed(true) {}  // NOLINT: implicit by design
+
+  bool ok() const noexcept { return !m_failed; }
+  explicit operator bool() const noexcept { return ok(); }
+  const Error& error() const noexcept { return m_error; }
+
+ private:
+  Error m_error;
+  bool m_failed = false;
+};
+
+// A frame rate as a fraction: 25/1, 30000/1001.
+struct QDPARAM_API Rate {
+  std::int64_t numerator = 25;
+  std::int64_t denominator = 1;
+
+  // "25", "29.97" is refused; "30000/1001". Positive whole numbers only.
+  static Result<Rate> parse(std::string_view text);
+  // The time of frame `frame` in seconds: frame × denominator / numerator,
+  // rounded once; NaN for a rate that is not positive.
+  double frame_time(std::int64_t frame) const noexcept;
+};
+
+enum class Type { Double, Long, String, Binary, Bool, Group, Undefined };
+enum class Interpolation { Hold, Linear, Bezier, LinLog, Spline, Custom };
+// A keyframe's easing; In and Out may be combined (In | Out).
+enum class Ease : unsigned int { None = 0, InOut = 1, AnchorInOut = 2, In = 4, Out = 8 };
+constexpr Ease operator|(Ease a, Ease b) {
+  return static_cast<Ease>(static_cast<unsigned int>(a) | static_cast<unsigned int>(b));
+}
+
+// The format's spelling of each ("Double", "LinLog", "EaseInOut"); empty for an
+// ease combination that has no single name.
+QDPARAM_API std::string_view name_of(Type type);
+QDPARAM_API std::string_view name_of(Interpolation interpolation);
+QDPARAM_API std::string_view name_of(Ease ease);
+
+struct Anchor {
+  double position = 0.0;  // share of the clip from the keyframe
+  double value = 0.0;
+};
+
+// One keyframe as read. `time` is on the set's time line for its current
+// start and duration; `index` is where the parameter stores it.
+struct Keyframe {
+  unsigned int index = 0;
+  double time = 0.0;
+  std::string position;  // as written: "0.25" (of the clip), "4s" (scaled), "3fs" (fixed)
+  double value = 0.0;    // numeric value; 0 for String and Binary
+  std::string text;      // the value as written
+  Interpolation interpolation = Interpolation::Hold;
+  Ease ease = Ease::None;
+  std::vector<Anchor> anchors;
+};
+
+namespace detail {
+struct SetState;
+}
+
+// One parameter of a Set: a handle, cheap to copy, that shares the set. A
+// handle whose parameter was removed or replaced (by a preset that added
+// parameters, a reload) answers nothing: empty results and failed edits.
+//
+// Values follow the set's clip: a time is on the set's time line, and
+// absolute keyframes ("4s") of a clip shorter than they need are scaled onto
+// it, as the format describes them.
+class QDPARAM_API Param {
+ public:
+  // ---- identity and definition
+  bool valid() const;        // false for a stale handle
+  std::string name() const;  // empty for a stale handle
+  long id() const;           // -1 for a stale handle
+  Type type() const;         // Undefined for a stale handle
+  bool keyframed() const;
+  bool active() const;
+  std::optional<double> min() const;          // the "min" limit, when set
+  std::optional<double> max() const;          // the "max" limit, when set
+  std::optional<double> granularity() const;  // the step values snap to, when set
+  std::string unit() const;                   // the "unit" display hint, empty when absent
+  // Any attribute of the "Parameter" element as written; empty when absent.
+  std::string attribute(std::string_view name) const;
+
+  // ---- values; every time is in seconds on the set's time line
+  // The number at `time` (Double, Long as a whole number, Bool as 0 or 1);
+  // nullopt for other types or a stale handle.
+  std::optional<double> value(double time) const;
+  // The text at `time` of a String parameter; nullopt otherwise.
+  std::optional<std::string> text(double time) const;
+  // Samples at start + i × step into `out`; false (out untouched) when the
+  // type is not numeric or the handle is stale.
+  bool values(double start, double step, std::span<double> out) const;
+  // Samples at each of `times` into `out` (as many as both hold); false as
+  // above, or when `out` is shorter than `times`.
+  bool values(std::span<const double> times, std::span<double> out) const;
+  // Samples at frames first, first + 1, … of `rate`, each at its exact frame
+  // time (never an accumulated step); false as above or for a bad rate.
+  bool frames(Rate rate, std::int64_t first, std::span<double> out) const;
+  // The area under a Double parameter from the clip's start to `time`;
+  // nullopt for other types or a stale handle.
+  std::optional<double> integral(double time) const;
+
+  // ---- keyframes, in time order (stored order when two share a time)
+  std::vector<Keyframe> keys() const;
+
+  // ---- editing; a failed edit changes nothing
+  Status set_value(double value);  // the static value, clamped to the limits
+  Status set_text(std::string_view text);
+  // Adds a keyframe at `time` (stored as a share of the clip) where time
+  // order puts it, with `value`, or the value the curve has there. Returns
+  // its stored index.
+  Result<unsigned int> add_key(double time, std::optional<double> value = std::nullopt,
+                               Interpolation interpolation = Interpolation::Linear);
+  // Moves keyframe `index` to `time`, in its own kind of position (a share
+  // of the clip, or seconds), and back into time order. Returns its new index.
+  Result<unsigned int> move_key(unsigned int index, double time);
+  Status remove_key(unsigned int index);
+  Status set_key_value(unsigned int index, double value);
+  Status set_key_interpolation(unsigned int index, Interpolation interpolation);
+  Status set_key_ease(unsigned int index, Ease ease);
+
+  // The parameter itself, for what this API does not cover; null for a
+  // stale handle. Valid until the set changes.
+  const qdcore::CParam* native() const;
+
+ private:
+  friend class Set;
+  Param(std::shared_ptr<detail::SetState> state, qdcore::CParam* param);
+  qdcore::CParam* Resolve() const;
+
+  std::shared_ptr<detail::SetState> m_state;
+  qdcore::CParam* m_param = nullptr;
+  std::uint64_t m_generation = 0;
+};
+
+// A parameter set (one effect's parameters) and the clip it is evaluated on.
+// Copies share one set; snapshot() makes an independent one.
+class QDPARAM_API Set {
+ public:
+  Set();  // no parameters, start 0, duration 1
+
+  // Reads a set from a file, or from XML text: the document element
+  // "Property", or a "Property" right inside it. The error names the line
+  // and column of what could not be read.
+  static Result<Set> load(std::string_view path);
+  static Result<Set> parse(std::string_view xml);
+  // Writes the set to `path` atomically: a reader sees the old file or the
+  // new one, never a part; on failure the old file is left as it was.
+  Status store(std::string_view path) const;
+  std::string to_xml() const;  // the "Property" document the set stores
+
+  // ---- the clip
+  double start() const;
+  double duration() const;
+  void set_clip(double start, double duration);  // a duration ≤ 0 or NaN is refused
+
+  // ---- parameters
+  std::optional<Param> param(std::string_view name) const;
+  std::optional<Param> param_by_id(long id) const;
+  std::vector<Param> params() const;  // in stored order
+
+  // ---- presets and validation
+  // A "Preset" of every parameter's value, as XML text.
+  std::string preset() const;
+  // Takes the values of a preset (or any set's XML) by parameter id.
+  Status apply(std::string_view xml);
+  // Runs the set's "Validation" rules; true when any limit or value changed.
+  Result<bool> validate();
+
+  // An independent copy (copy-on-write: cheap until either side changes).
+  Set snapshot() const;
+
+  // The set itself, for what this API does not cover.
+  const qdcore::CParamSet& native() const;
+
+ private:
+  explicit Set(std::shared_ptr<detail::SetState> state);
+  std::shared_ptr<detail::SetState> m_state;
+};
+
+}  // namespace qd

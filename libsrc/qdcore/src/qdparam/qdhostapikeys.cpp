@@ -1,0 +1,233 @@
+// The host API's keyframes: read in time order, and edited so that the list
+// stays in time order and every later evaluation sees the real minimum
+// duration.
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <numeric>
+
+#include "qdformatnames.h"
+#include "qdhostapi.h"
+#include "qdkeys.h"
+#include "qdparam/keyframe.h"
+#include "qdparamevaluation.h"
+
+namespace qd {
+
+using namespace qdcore;
+using namespace qdcore::names;
+using detail::ClipFit;
+using detail::Failure;
+using detail::ToPooled;
+using detail::ToText;
+
+namespace {
+
+constexpr unsigned int kMaxAnchors = 64;
+
+unsigned int InterpolationCode(Interpolation interpolation) {
+  return 1u << static_cast<unsigned int>(interpolation);
+}
+
+Interpolation FromCode(unsigned int code) {
+  const auto bit = static_cast<unsigned int>(std::countr_zero(code));
+  return bit <= static_cast<unsigned int>(Interpolation::Custom) ? static_cast<Interpolation>(bit)
+                                                                 : Interpolation::Hold;
+}
+
+// Each keyframe's time on the set's clip, in stored order, as evaluation
+// places it (a keyframe without a time sits at the clip's start).
+std::vector<double> KeyTimes(const CParam& p, const CParamSet& set) {
+  const mtime duration = set.GetDuration();
+  const mtime fit = ClipFit(p);
+  std::vector<double> times;
+  times.reserve(p.GetSize());
+  for (unsigned int i = 0; i < p.GetSize(); ++i) {
+    const mtime onClip = KeyTimeOnClip(ReadKeyPosition(*p.Get(i)), duration, fit, mtime::null);
+    times.push_back(static_cast<double>(onClip) + static_cast<double>(set.GetStartTime()));
+  }
+  return times;
+}
+
+// Where a keyframe at `time` goes to keep time order: after every keyframe
+// at or before it.
+unsigned int IndexInTimeOrder(const std::vector<double>& times, double time) {
+  unsigned int index = 0;
+  while (index < times.size() && !(times[index] > time)) ++index;
+  return index;
+}
+
+Keyframe Describe(const CKeyFrame& kf, unsigned int index, double time) {
+  Keyframe key;
+  key.index = index;
+  key.time = time;
+  key.position = ToText(kf.GetValue(kPosition));
+  key.text = ToText(kf.GetValue(kValue));
+  const unsigned int type = kf.m_Type;
+  if (type == PARAM_DOUBLE || type == PARAM_LONG || type == PARAM_BOOL) {
+    key.value = kf.GetValueDouble();
+  }
+  key.interpolation = FromCode(kf.GetInterpolation());
+  key.ease = static_cast<Ease>(kf.GetTimeTranslation());
+  Anchor anchors[kMaxAnchors];
+  unsigned int count = 0;
+  if (kf.GetAnchors(reinterpret_cast<qdcore::Anchor*>(anchors), kMaxAnchors, count)) {
+    key.anchors.assign(anchors, anchors + std::min(count, kMaxAnchors));
+  }
+  return key;
+}
+
+// Writes a number as the keyframe's or parameter's own type takes it.
+template <typename Target>
+bool SetNumber(Target& target, unsigned int type, double value) {
+  if (!std::isfinite(value)) return false;
+  switch (type) {
+    case PARAM_DOUBLE:
+      return target.SetValueDouble(value);
+    case PARAM_LONG:
+      if (std::fabs(value) > 2147483647.0) return false;
+      return target.SetValueLong(std::lround(value));
+    case PARAM_BOOL:
+      return target.SetValueBool(value != 0.0);
+    default:
+      return false;
+  }
+}
+
+Error NoKey(unsigned int index) { return Failure("there is no keyframe " + std::to_string(index)); }
+
+const Error kStale = Failure("the parameter is no longer in its set");
+
+}  // namespace
+
+static_assert(sizeof(Anchor) == sizeof(qdcore::Anchor), "anchors are read in place");
+
+std::vector<Keyframe> Param::keys() const {
+  const CParam* p = Resolve();
+  if (!p) return {};
+  const std::vector<double> times = KeyTimes(*p, m_state->set);
+  std::vector<unsigned int> order(times.size());
+  std::iota(order.begin(), order.end(), 0u);
+  std::stable_sort(order.begin(), order.end(),
+                   [&](unsigned int a, unsigned int b) { return times[a] < times[b]; });
+  std::vector<Keyframe> keys;
+  keys.reserve(order.size());
+  for (const unsigned int i : order) keys.push_back(Describe(*p->Get(i), i, times[i]));
+  return keys;
+}
+
+Status Param::set_value(double value) {
+  CParam* p = Resolve();
+  if (!p) return kStale;
+  if (!SetNumber(*p, p->GetType(), value)) {
+    return Failure("cannot set " + name() + " (" + std::string(name_of(type())) + ") to " +
+                   std::to_string(value));
+  }
+  return {};
+}
+
+Status Param::set_text(std::string_view text) {
+  CParam* p = Resolve();
+  if (!p) return kStale;
+  CZPoolString pooled;
+  if (p->GetType() != PARAM_STRING) return Failure(name() + " is not a String parameter");
+  if (!ToPooled(text, pooled)) return Failure("the text is not UTF-8");
+  if (!p->SetValueString(pooled)) return Failure("cannot set the text of " + name());
+  return {};
+}
+
+Result<unsigned int> Param::add_key(double time, std::optional<double> value,
+                                    Interpolation interpolation) {
+  CParam* p = Resolve();
+  if (!p) return kStale;
+  const CParamSet& set = m_state->set;
+  const double duration = set.GetDuration();
+  const double position = (time - set.GetStartTime()) / duration;
+  if (!std::isfinite(position)) return Failure("the time is not a number");
+  if (!(p->GetAllowedInterpolation() & InterpolationCode(interpolation))) {
+    return Failure(std::string(name_of(interpolation)) + " is not allowed for " + name());
+  }
+  CKeyFrame kf(*p);
+  kf.SetPosition(position);
+  kf.SetInterpolation(InterpolationCode(interpolation));
+  if (value && !SetNumber(kf, p->GetType(), *value)) {
+    return Failure("a keyframe of " + name() + " cannot take that value");
+  }
+  const unsigned int index = IndexInTimeOrder(KeyTimes(*p, set), time);
+  if (!p->GetKeyFrameStatus()) p->SetKeyFrameStatus(true);
+  const int placed = p->Insert(kf, index, duration, !value.has_value());
+  if (placed < 0) return Failure("the keyframe cannot be added to " + name());
+  return static_cast<unsigned int>(placed);
+}
+
+// A moved keyframe keeps its kind of position: a share of the clip stays a
+// share, seconds stay seconds (unscaled).
+Result<unsigned int> Param::move_key(unsigned int index, double time) {
+  CParam* p = Resolve();
+  if (!p) return kStale;
+  const CKeyFrame* found = p->Get(index);
+  if (!found) return NoKey(index);
+  const CParamSet& set = m_state->set;
+  const double onClip = time - set.GetStartTime();
+  if (!std::isfinite(onClip)) return Failure("the time is not a number");
+  CKeyFrame moved(*found);
+  moved.Realloc();
+  const unsigned int kind = moved.GetType();
+  if (kind == KEYFRAME_ABSOLUTE || kind == KEYFRAME_FIXED_ABSOLUTE) {
+    moved.SetTime(onClip, kind == KEYFRAME_FIXED_ABSOLUTE);
+  } else {
+    moved.SetPosition(onClip / set.GetDuration());
+  }
+  p->Remove(index);
+  const unsigned int to = IndexInTimeOrder(KeyTimes(*p, set), time);
+  const int placed = p->Insert(moved, to, set.GetDuration(), false);
+  ParamEvaluation::ForgetMinDuration(*p);
+  if (placed < 0) return Failure("the keyframe cannot be moved");
+  return static_cast<unsigned int>(placed);
+}
+
+Status Param::remove_key(unsigned int index) {
+  CParam* p = Resolve();
+  if (!p) return kStale;
+  if (!p->Get(index)) return NoKey(index);
+  p->Remove(index);
+  ParamEvaluation::ForgetMinDuration(*p);
+  return {};
+}
+
+Status Param::set_key_value(unsigned int index, double value) {
+  CParam* p = Resolve();
+  if (!p) return kStale;
+  CKeyFrame* kf = p->Get(index);
+  if (!kf) return NoKey(index);
+  if (!SetNumber(*kf, kf->m_Type, value)) return Failure("the keyframe cannot take that value");
+  return {};
+}
+
+Status Param::set_key_interpolation(unsigned int index, Interpolation interpolation) {
+  CParam* p = Resolve();
+  if (!p) return kStale;
+  CKeyFrame* kf = p->Get(index);
+  if (!kf) return NoKey(index);
+  if (!(p->GetAllowedInterpolation() & InterpolationCode(interpolation))) {
+    return Failure(std::string(name_of(interpolation)) + " is not allowed for " + name());
+  }
+  if (!kf->SetInterpolation(InterpolationCode(interpolation))) {
+    return Failure("the keyframe's interpolation cannot be set");
+  }
+  return {};
+}
+
+Status Param::set_key_ease(unsigned int index, Ease ease) {
+  CParam* p = Resolve();
+  if (!p) return kStale;
+  CKeyFrame* kf = p->Get(index);
+  if (!kf) return NoKey(index);
+  if (static_cast<unsigned int>(ease) > 15u) return Failure("no such ease");
+  if (!kf->SetTimeTranslation(static_cast<unsigned int>(ease))) {
+    return Failure("the keyframe's ease cannot be set");
+  }
+  return {};
+}
+
+}  // namespace qd

@@ -1,0 +1,211 @@
+// The host API's set: loading, storing, the clip, lookups, presets,
+// validation and snapshots.
+#include <cmath>
+#include <utility>
+
+#include "qdatomicfile.h"
+#include "qdformatnames.h"
+#include "qdhostapi.h"
+#include "qdkeys.h"
+#include "qdparam/validator.h"
+
+namespace qd {
+
+using namespace qdcore;
+using namespace qdcore::names;
+
+namespace detail {
+
+bool ToPooled(std::string_view text, CZPoolString& out) {
+  std::u16string wide;
+  if (!FromUtf8(text, wide)) return false;
+  out = CStringPool::GetStringRef(std::u16string_view(wide));
+  return true;
+}
+
+std::string ToText(const CZPoolString& text) { return ToUtf8(text.view()); }
+
+Error Failure(std::string message, unsigned int line, unsigned int column) {
+  return Error{std::move(message), line, column};
+}
+
+mtime ClipFit(const CParam& param) { return ScaleOntoClip(param.GetMinDuration()); }
+
+}  // namespace detail
+
+using detail::Failure;
+using detail::SetState;
+using detail::ToPooled;
+using detail::ToText;
+
+std::string Error::describe() const {
+  if (line == 0) return message;
+  return std::to_string(line) + ":" + std::to_string(column) + ": " + message;
+}
+
+namespace {
+
+// The set is the document element, or a "Property" right inside it (as a
+// host property wraps it).
+const CXMLObject* FindProperty(const CXMLObject& root) {
+  if (root.IsName(kProperty)) return &root;
+  return root.FindNextElement(kProperty, nullptr);
+}
+
+// Names the first "Parameter" the set refused, and why.
+std::string WhyNotLoaded(const CXMLObject& property) {
+  unsigned int position = 0;
+  for (const CXMLObject* child = property.FindNextElement(kParameter, nullptr); child;
+       child = property.FindNextElement(kParameter, child)) {
+    ++position;
+    CParam param;
+    const bool loaded = param.Load(*child);
+    const std::string name = ToText(child->FindAttribute(kName));
+    const std::string which =
+        "parameter " + std::to_string(position) + (name.empty() ? "" : " (\"" + name + "\")");
+    if (!child->HasAttribute(kId)) return which + " has no id";
+    if (!loaded) return which + " cannot be loaded: a keyframe does not match its type";
+    if (param.GetID() < 0) return which + " has a negative id";
+  }
+  return "its parameters cannot be loaded";
+}
+
+// A document's failure with the parser's place for it.
+Error DocumentFailure(const CXMLDoc& doc, const std::string& source) {
+  const CXMLDoc::Failure& failure = doc.GetLastFailure();
+  return Failure(source + failure.reason, failure.line, failure.column);
+}
+
+Result<std::shared_ptr<SetState>> FromDocument(const CXMLDoc& doc, const std::string& source) {
+  const CXMLObject* property = FindProperty(doc.GetContentElement());
+  if (!property) {
+    return Failure(source + "no parameter set: the document element is <" +
+                       ToText(doc.GetContentElement().GetName()) + ">, not <Property>",
+                   1, 1);
+  }
+  auto state = std::make_shared<SetState>();
+  if (!state->set.Load(*property)) return Failure(source + WhyNotLoaded(*property));
+  if (const CXMLObject* rules = property->FindNextElement(kValidation, nullptr)) {
+    state->validation = *rules;
+  }
+  return state;
+}
+
+CXMLObject Stored(const SetState& state) {
+  CXMLObject out;
+  state.set.Store(out);
+  if (state.validation) out.Add(state.validation);
+  return out;
+}
+
+}  // namespace
+
+Set::Set() : m_state(std::make_shared<SetState>()) {}
+Set::Set(std::shared_ptr<SetState> state) : m_state(std::move(state)) {}
+
+Result<Set> Set::load(std::string_view path) {
+  std::u16string widePath;
+  const std::string name(path);
+  if (!FromUtf8(path, widePath)) return Failure("the file name is not UTF-8");
+  CXMLDoc doc;
+  if (doc.OpenDocFile(widePath.c_str()) != CXMLDoc::kOk) return DocumentFailure(doc, name + ": ");
+  auto state = FromDocument(doc, name + ": ");
+  if (!state) return state.error();
+  return Set(std::move(*state));
+}
+
+Result<Set> Set::parse(std::string_view xml) {
+  CXMLDoc doc;
+  if (doc.OpenDocMemory(xml) != CXMLDoc::kOk) return DocumentFailure(doc, "");
+  auto state = FromDocument(doc, "");
+  if (!state) return state.error();
+  return Set(std::move(*state));
+}
+
+std::string Set::to_xml() const {
+  CXMLMemOut out(1);
+  out.Open();
+  out.Write(Stored(*m_state));
+  out.Close();
+  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + ToUtf8(out.View()) + "\n";
+}
+
+Status Set::store(std::string_view path) const {
+  std::string error;
+  if (!WriteFileAtomically(std::string(path), to_xml(), error)) return Failure(error);
+  return {};
+}
+
+double Set::start() const { return m_state->set.GetStartTime(); }
+double Set::duration() const { return m_state->set.GetDuration(); }
+
+void Set::set_clip(double start, double duration) {
+  if (!std::isfinite(start) || !std::isfinite(duration) || duration <= 0.0) return;
+  m_state->set.SetStartTime(start);
+  m_state->set.SetDuration(duration);
+}
+
+std::optional<Param> Set::param(std::string_view name) const {
+  CZPoolString pooled;
+  if (name.empty() || !ToPooled(name, pooled)) return std::nullopt;
+  const CParam* found = std::as_const(m_state->set).Get(pooled);
+  if (!found) return std::nullopt;
+  return Param(m_state, const_cast<CParam*>(found));
+}
+
+std::optional<Param> Set::param_by_id(long id) const {
+  if (id < 0) return std::nullopt;
+  const CParam* found = std::as_const(m_state->set).Get(static_cast<unsigned long>(id));
+  if (!found) return std::nullopt;
+  return Param(m_state, const_cast<CParam*>(found));
+}
+
+std::vector<Param> Set::params() const {
+  std::vector<Param> all;
+  const CParamSet& set = m_state->set;
+  for (const CParam* p = set.FindNextParam(nullptr); p; p = set.FindNextParam(p)) {
+    all.push_back(Param(m_state, const_cast<CParam*>(p)));
+  }
+  return all;
+}
+
+std::string Set::preset() const {
+  CXMLObject preset;
+  m_state->set.CreatePreset(preset);
+  CXMLMemOut out(1);
+  out.Open();
+  out.Write(preset);
+  out.Close();
+  return ToUtf8(out.View()) + "\n";
+}
+
+// The update runs on a copy: a failed one empties the set it runs on.
+Status Set::apply(std::string_view xml) {
+  CXMLDoc doc;
+  if (doc.OpenDocMemory(xml) != CXMLDoc::kOk) return DocumentFailure(doc, "");
+  CParamSet updated(m_state->set);
+  updated.Realloc();
+  if (!updated.Update(doc.GetContentElement(), false)) {
+    return Failure("the preset does not fit the set: a value does not match its parameter");
+  }
+  m_state->set = std::move(updated);
+  ++m_state->generation;
+  return {};
+}
+
+Result<bool> Set::validate() {
+  if (!m_state->validation) return false;
+  const CValidator rules(m_state->validation);
+  bool changed = false;
+  if (!rules.Validate(&m_state->set, changed)) return Failure("a validation rule failed");
+  return changed;
+}
+
+Set Set::snapshot() const {
+  auto copy = std::make_shared<SetState>(*m_state);
+  return Set(std::move(copy));
+}
+
+const CParamSet& Set::native() const { return m_state->set; }
+
+}  // namespace qd

@@ -74,7 +74,8 @@ TEST(HostApi, FailuresSayWhereTheyAre) {
   }
   const auto missing = qd::Set::load("/nonexistent/set.xml");
   ASSERT_FALSE(missing.ok());
-  EXPECT_NE(missing.error().message.find("/nonexistent/set.xml"), std::string::npos);
+  EXPECT_EQ(missing.error().file, "/nonexistent/set.xml");
+  EXPECT_EQ(missing.error().describe(), "/nonexistent/set.xml: " + missing.error().message);
 }
 
 TEST(HostApi, ColumnsCountCharactersNotBytes) {
@@ -348,6 +349,33 @@ TEST(HostApi, ReadersShareAndRenderersReadSnapshots) {
   render.join();
   EXPECT_EQ(wrong.load(), 0);
   EXPECT_NE(edited.value(1.3), expected);
+}
+
+}  // namespace
+
+namespace {
+
+// The library's own objects, freshly loaded, asked by four threads at once:
+// the minimum duration and the type are filled on first use.
+TEST(HostApi, FreshObjectsAnswerFourThreadsAtOnce) {
+  for (int round = 0; round < 20; ++round) {
+    const qd::Set loaded = Load(kPip);
+    const qdcore::CParamSet set(loaded.native());
+    const qdcore::CParam* x = set.Get(qdcore::CStringPool::GetStringRef(u"position_x"));
+    ASSERT_NE(x, nullptr);
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int r = 0; r < 4; ++r) {
+      threads.emplace_back([&] {
+        if (x->GetMinDuration() != 8.0 || x->GetType() != qdcore::PARAM_DOUBLE) ++wrong;
+        if (set.GetValueDouble(qdcore::CStringPool::GetStringRef(u"size"), 0.0, -1.0) != 30.0) {
+          ++wrong;
+        }
+      });
+    }
+    for (std::thread& t : threads) t.join();
+    EXPECT_EQ(wrong.load(), 0);
+  }
 }
 
 }  // namespace

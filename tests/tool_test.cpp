@@ -130,6 +130,15 @@ TEST_F(Tool, EvalSamplesTheRequestedTimes) {
   }
 }
 
+// The example's "4s" keyframe of an 8 s effect: at 2 s of a 4 s clip.
+TEST_F(Tool, EvalScalesAbsoluteKeyframesOntoAShortClip) {
+  const Result result = Run({"eval", "-p", "position_x", "--duration", "4", "--step", "2"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto lines = Lines(result.out);
+  ASSERT_EQ(lines.size(), 5u);
+  EXPECT_EQ(Cells(lines[3]), (std::vector<std::string>{"2", "20"}));
+}
+
 TEST_F(Tool, EvalChoosesParametersByNameAndIdInTheSetsOrder) {
   struct Case { std::vector<std::string> args; std::vector<std::string> header; } cases[] = {
       {{}, {"time", "(s)", "position_x", "position_y", "size", "rotation", "opacity", "border_width", "shadow",
@@ -199,9 +208,9 @@ TEST_F(Tool, ErrorsAreOneClearLine) {
   struct Case { std::vector<std::string> args; int status; std::string message; } cases[] = {
       {{"eval", "missing.xml"}, 1, "missing.xml: no such file"},
       {{"eval", "folder"}, 1, "folder is a folder, not a file"},
-      {{"show", "broken.xml"}, 1, "broken.xml is not well-formed XML"},
-      {{"eval", "latin1.xml"}, 1, "latin1.xml is not UTF-8 text"},
-      {{"dump", "other.xml"}, 1, "its root is <Effect>, not <Property>"},
+      {{"show", "broken.xml"}, 1, "broken.xml:1:27: not well-formed XML"},
+      {{"eval", "latin1.xml"}, 1, "latin1.xml: not UTF-8 text"},
+      {{"dump", "other.xml"}, 1, "the document element is <Effect>, not <Property>"},
       {{"eval", "noid.xml"}, 1, "parameter 1 (\"gain\") has no id"},
       {{"eval", "negative.xml"}, 1, "parameter 2 (\"b\") has a negative id"},
       {{"eval", "-p", "glow"}, 1, "no parameter named \"glow\"; the names are: position_x, "
@@ -362,14 +371,14 @@ TEST_F(Tool, ShowSummarisesEachParameter) {
                                    "  status     active\n"
                                    "  keyframes  4 keyframes, allowed Hold, Linear\n"),
                          HasSubstr("corner_radius  (id 8, Double, in px)"), HasSubstr("keyframes  not keyframed")));
-  // Keyframe rows: resolved time, the time as written, value, interpolation,
-  // easing, anchors.
+  // Keyframe rows: stored index, resolved time, the time as written, value,
+  // interpolation, easing, anchors.
   const auto lines = Lines(out);
   const std::vector<std::vector<std::string>> rows{
-      {"9.00", "-1s", "100", "Linear", "EaseInOut"},
-      {"8.50", "-1.5s", "false", "Hold"},
-      {"7.50", "0.75", "\"Thanks", "for", "watching\"", "Hold"},
-      {"0.00", "0", "0", "Spline", "2"}};
+      {"2", "9.00", "-1s", "100", "Linear", "EaseInOut"},
+      {"2", "8.50", "-1.5s", "false", "Hold"},
+      {"2", "7.50", "0.75", "\"Thanks", "for", "watching\"", "Hold"},
+      {"0", "0.00", "0", "0", "Spline", "2"}};
   for (const auto& row : rows) {
     EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
       return Cells(line) == row;
@@ -392,12 +401,20 @@ TEST_F(Tool, ShowPlacesEveryKindOfKeyframeTimeWhereEvaluationDoes) {
     ASSERT_EQ(result.status, 0) << result.err;
     const auto lines = Lines(result.out);
     ASSERT_GE(lines.size(), std::size(cases));
-    for (std::size_t i = 0; i < std::size(cases); ++i) {
-      const auto cells = Cells(lines[lines.size() - std::size(cases) + i]);
-      ASSERT_GE(cells.size(), 2u);
-      EXPECT_EQ(cells[1], cases[i].position);
-      EXPECT_EQ(cells[0], duration == "10" ? cases[i].on10 : cases[i].on20) << cases[i].position;
+    // Rows come in time order; each is found by its position as written.
+    std::vector<double> times;
+    for (std::size_t row = lines.size() - std::size(cases); row < lines.size(); ++row) {
+      const auto cells = Cells(lines[row]);
+      ASSERT_GE(cells.size(), 3u);
+      times.push_back(std::stod(cells[1]));
+      const Case* c = std::find_if(std::begin(cases), std::end(cases),
+                                   [&](const Case& k) { return k.position == cells[2]; });
+      ASSERT_NE(c, std::end(cases)) << lines[row];
+      EXPECT_EQ(cells[0], std::to_string(c - std::begin(cases))) << c->position;
+      EXPECT_EQ(cells[1], duration == "10" ? c->on10 : c->on20) << c->position;
     }
+    EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
+    EXPECT_THAT(result.out, HasSubstr("stored out of time order"));
   }
 }
 

@@ -15,16 +15,6 @@ namespace {
 
 constexpr const char* kDefaultExampleFile = "pip.xml";
 
-std::string ReadError(int result) {
-  switch (result) {
-    case CXMLDoc::kCannotOpen: return "cannot be opened";
-    case CXMLDoc::kMalformed: return "is not well-formed XML";
-    case CXMLDoc::kNotUtf8: return "is not UTF-8 text";
-    case CXMLDoc::kNoElement: return "holds no XML element";
-    default: return "cannot be read (error " + std::to_string(result) + ")";
-  }
-}
-
 void CheckIsFile(const std::string& path) {
   std::error_code error;
   const auto status = std::filesystem::status(path, error);
@@ -32,43 +22,10 @@ void CheckIsFile(const std::string& path) {
   if (std::filesystem::is_directory(status)) throw Failure(path + " is a folder, not a file");
 }
 
-CXMLObject ReadRoot(const std::string& path) {
-  std::u16string widePath;
-  if (!FromUtf8(path, widePath)) throw Failure("the file name is not valid UTF-8");
-  CXMLDoc doc;
-  if (const int result = doc.OpenDocFile(widePath.c_str()); result != CXMLDoc::kOk) {
-    throw Failure(path + " " + ReadError(result));
-  }
-  return doc.GetContentElement();
-}
-
-// The set is the document element, or a "Property" right inside it (as a host
-// property wraps it).
-CXMLObject FindProperty(const CXMLObject& root, const std::string& path) {
-  const CZPoolString property = Pooled(u"Property");
-  if (root.IsName(property)) return root;
-  if (const CXMLObject* inner = root.FindNextElement(property, nullptr)) return *inner;
-  throw Failure(path + " holds no parameter set: its root is <" + Utf8(root.GetName()) +
-                ">, not <Property>");
-}
-
-// Names the first "Parameter" child the set refused and why.
-std::string WhyNotLoaded(const CXMLObject& property) {
-  const CZPoolString parameter = Pooled(u"Parameter");
-  int position = 0;
-  for (const CXMLObject* child = property.FindNextElement(parameter, nullptr); child;
-       child = property.FindNextElement(parameter, child)) {
-    ++position;
-    CParam param;
-    const bool loaded = param.Load(*child);
-    const std::string name = Utf8(child->FindAttribute(Pooled(u"name")));
-    const std::string which =
-        "parameter " + std::to_string(position) + (name.empty() ? "" : " (\"" + name + "\")");
-    if (!child->HasAttribute(Pooled(u"id"))) return which + " has no id";
-    if (!loaded) return which + " cannot be loaded: a keyframe does not match its type";
-    if (param.GetID() < 0) return which + " has a negative id";
-  }
-  return "its parameters cannot be loaded";
+qd::Set LoadSet(const std::string& path) {
+  qd::Result<qd::Set> set = qd::Set::load(path);
+  if (!set) throw Failure(set.error().describe());  // "file:line:column: reason"
+  return std::move(*set);
 }
 
 }  // namespace
@@ -85,8 +42,22 @@ std::string DefaultExample() {
 
 Document::Document(const std::string& file) : m_path(file.empty() ? DefaultExample() : file) {
   CheckIsFile(m_path);
-  m_property = FindProperty(ReadRoot(m_path), m_path);
-  if (!m_set.Load(m_property)) throw Failure(m_path + ": " + WhyNotLoaded(m_property));
+  m_set = LoadSet(m_path);
+  for (const qd::Param& param : m_set.params()) m_handles.emplace(param.native(), param);
+}
+
+const qd::Param& Document::Handle(const CParam& param) const { return m_handles.at(&param); }
+
+CXMLObject Document::Property() const {
+  std::u16string widePath;
+  CXMLDoc doc;
+  if (!FromUtf8(m_path, widePath) || doc.OpenDocFile(widePath.c_str()) != CXMLDoc::kOk) {
+    throw Failure(m_path + " cannot be read again");
+  }
+  const CXMLObject& root = doc.GetContentElement();
+  if (root.IsName(Pooled(u"Property"))) return root;
+  const CXMLObject* inner = root.FindNextElement(Pooled(u"Property"), nullptr);
+  return inner ? *inner : CXMLObject();
 }
 
 std::string Document::Name() const { return std::filesystem::path(m_path).filename().string(); }

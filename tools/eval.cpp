@@ -30,13 +30,16 @@ struct Samples {
   std::vector<std::vector<Value>> rows;  // one per time, one value per parameter
 };
 
-Samples Sample(const CParamSet& set, std::vector<const CParam*> params, std::vector<double> times) {
+Samples Sample(const Document& document, std::vector<const CParam*> params,
+               std::vector<double> times) {
   Samples samples{std::move(times), std::move(params), {}};
   samples.rows.reserve(samples.times.size());
   for (const double time : samples.times) {
     std::vector<Value> row;
     row.reserve(samples.params.size());
-    for (const CParam* param : samples.params) row.push_back(ValueAt(set, *param, time));
+    for (const CParam* param : samples.params) {
+      row.push_back(ValueAt(document.Api(), document.Handle(*param), time));
+    }
     samples.rows.push_back(std::move(row));
   }
   return samples;
@@ -136,8 +139,8 @@ void PrintJson(const Samples& samples, const Document& document, const TimeLine&
 void Eval(const EvalOptions& options) {
   CheckTimeLine(options.timeLine);
   Document document(options.file);
-  PlaceOnClip(document.Set(), options.timeLine);
-  const Samples samples = Sample(document.Set(), SelectParams(document.Set(), options.selection),
+  PlaceOnClip(document.Api(), options.timeLine);
+  const Samples samples = Sample(document, SelectParams(document.Set(), options.selection),
                                  SampleTimes(options.timeLine));
   if (options.format == "csv") return PrintCsv(samples);
   if (options.format == "json") return PrintJson(samples, document, options.timeLine);

@@ -14,7 +14,6 @@
 #include "names.h"
 #include "outputfile.h"
 #include "qdparam/keyframe.h"
-#include "qdparam/processing.h"
 #include "qdparam/qdcalc.h"
 #include "qdparam/types.h"
 #include "selection.h"
@@ -56,31 +55,50 @@ Stroke InterpolationStroke(unsigned int code) {
 
 bool Steps(const CParam& param) { return param.GetType() == PARAM_BOOL; }
 
-// The keyframes that bracket `time` (seconds into the clip), found by the
-// same walk that evaluation uses. Booleans walk without the parameter's easing.
-Segment SegmentAt(const CParam& param, double time, double duration) {
-  if (!param.GetKeyFrameStatus() || param.GetSize() == 0) return {Segment::Static, -1};
+// Keyframes on the set's time line, in time order.
+using KeyTimes = std::vector<std::pair<const CKeyFrame*, double>>;
+
+KeyTimes KeyFrameTimes(const qd::Param& handle) {
+  KeyTimes times;
+  const CParam& param = *handle.native();
+  if (!param.GetKeyFrameStatus()) return times;
+  for (const qd::Keyframe& key : handle.keys()) times.emplace_back(param.Get(key.index), key.time);
+  return times;
+}
+
+struct PanelSource {
+  const qd::Param& handle;
+  const CParam& param;
+  Window window;
+  double start;
+  double duration;
+};
+
+// The keyframes that bracket `time` (on the set's time line): the last one
+// at or before it and whether one follows. Booleans ignore the parameter's
+// easing, as their evaluation does.
+Segment SegmentAt(const PanelSource& source, const KeyTimes& keys, double time) {
+  const CParam& param = source.param;
+  if (!param.GetKeyFrameStatus() || keys.empty()) return {Segment::Static, -1};
   if (!Steps(param) && param.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) {
-    time = TimeTranslationEaseInOut(time, 0.0, duration);
+    time = source.start + TimeTranslationEaseInOut(time - source.start, 0.0, source.duration);
   }
-  const CKeyFrame* prev = nullptr;
-  const CKeyFrame* next = nullptr;
-  mtime prevTime;
-  mtime nextTime;
-  double integral = 0.0;
-  // A freshly loaded parameter knows no minimum duration: neither does the walk here.
-  DetermineKeyFrame(time, param, duration, mtime::unassigned, prev, prevTime, next, nextTime, false,
-                    integral);
-  if (!prev) return {Segment::Before, -1};
-  return {next ? Segment::Between : Segment::After, param.GetIndex(prev)};
+  const auto after = std::upper_bound(keys.begin(), keys.end(), time,
+                                      [](double t, const auto& key) { return t < key.second; });
+  if (after == keys.begin()) return {Segment::Before, -1};
+  return {after != keys.end() ? Segment::Between : Segment::After,
+          param.GetIndex(std::prev(after)->first)};
 }
 
 Stroke StrokeOf(const CParam& param, const Segment& segment) {
   switch (segment.kind) {
-    case Segment::Static: return Stroke::Static;
+    case Segment::Static:
+      return Stroke::Static;
     case Segment::Before:
-    case Segment::After: return Stroke::Held;
-    case Segment::Between: break;
+    case Segment::After:
+      return Stroke::Held;
+    case Segment::Between:
+      break;
   }
   if (Steps(param)) return Stroke::Step;
   const CKeyFrame* start = param.Get(static_cast<unsigned int>(segment.index));
@@ -103,20 +121,8 @@ std::string RibbonLabel(const CParam& param, const Segment& segment, Stroke stro
   return easing.empty() ? label : label + ", " + easing;
 }
 
-// Keyframe times on the set's time line, in the set's order.
-std::vector<std::pair<const CKeyFrame*, double>> KeyFrameTimes(const CParam& param, double start,
-                                                               double duration) {
-  std::vector<std::pair<const CKeyFrame*, double>> times;
-  if (!param.GetKeyFrameStatus()) return times;
-  for (const CKeyFrame* kf = param.FindNextKeyFrame(nullptr); kf; kf = param.FindNextKeyFrame(kf)) {
-    if (const auto time = KeyFrameTime(*kf, duration)) times.emplace_back(kf, start + *time);
-  }
-  return times;
-}
-
 // Evenly spread times, plus every keyframe's time so that corners and steps are exact.
-std::vector<double> CurveTimes(const Window& window,
-                               const std::vector<std::pair<const CKeyFrame*, double>>& keys) {
+std::vector<double> CurveTimes(const Window& window, const KeyTimes& keys) {
   std::vector<double> times;
   for (int i = 0; i <= kCurveSamples; ++i) {
     times.push_back(window.from + (window.to - window.from) * i / kCurveSamples);
@@ -128,14 +134,6 @@ std::vector<double> CurveTimes(const Window& window,
   times.erase(std::unique(times.begin(), times.end()), times.end());
   return times;
 }
-
-struct PanelSource {
-  const CParamSet& set;
-  const CParam& param;
-  Window window;
-  double start;
-  double duration;
-};
 
 // Starts a run and its ribbon at `time`. The run begins at the last point
 // drawn, so that the curve stays whole where the stroke changes.
@@ -152,26 +150,26 @@ void StartRun(const PanelSource& source, const Segment& segment, double time, Pa
 }
 
 // The curve in runs of one stroke each, one run per segment it crosses.
-void AddCurve(const PanelSource& source, const std::vector<double>& times, Panel& panel) {
+void AddCurve(const PanelSource& source, const KeyTimes& keys, const std::vector<double>& times,
+              Panel& panel) {
   std::optional<Segment> current;
   for (const double time : times) {
-    const Segment segment = SegmentAt(source.param, time - source.start, source.duration);
+    const Segment segment = SegmentAt(source, keys, time);
     if (!current || !(segment == *current)) {
       StartRun(source, segment, time, panel);
       current = segment;
     }
-    const double value = NumberAt(source.set, source.param, time);
+    const double value = NumberAt(source.handle, time);
     if (std::isfinite(value)) panel.runs.back().points.push_back({time, value});
   }
 }
 
-void AddMarks(const PanelSource& source,
-              const std::vector<std::pair<const CKeyFrame*, double>>& keys, Panel& panel) {
+void AddMarks(const PanelSource& source, const KeyTimes& keys, Panel& panel) {
   int number = 0;
   for (const auto& [kf, time] : keys) {
     ++number;
     if (time < source.window.from || time > source.window.to) continue;
-    const double value = NumberAt(source.set, source.param, time);
+    const double value = NumberAt(source.handle, time);
     std::string tip = "keyframe " + std::to_string(number) + " at " + TidyNumber(time) +
                       " s: " + TidyNumber(value) + ", " + InterpolationName(kf->GetInterpolation());
     const std::string easing = EasingName(kf->GetTimeTranslation());
@@ -215,8 +213,8 @@ Panel BuildPanel(const PanelSource& source) {
   panel.boolean = source.param.GetType() == PARAM_BOOL;
   panel.whole = source.param.GetType() == PARAM_LONG;
   AddLimits(source.param, panel);
-  const auto keys = KeyFrameTimes(source.param, source.start, source.duration);
-  AddCurve(source, CurveTimes(source.window, keys), panel);
+  const KeyTimes keys = KeyFrameTimes(source.handle);
+  AddCurve(source, keys, CurveTimes(source.window, keys), panel);
   AddMarks(source, keys, panel);
   return panel;
 }
@@ -245,7 +243,7 @@ Chart BuildChart(const Document& document, const std::vector<const CParam*>& par
   for (const CParam* param : params) {
     if (!IsNumeric(param->GetType())) continue;
     chart.panels.push_back(
-        BuildPanel({document.Set(), *param, window, timeLine.start, timeLine.duration}));
+        BuildPanel({document.Handle(*param), *param, window, timeLine.start, timeLine.duration}));
   }
   chart.note = NotDrawn(params);
   return chart;
@@ -264,7 +262,7 @@ void Plot(const PlotOptions& options) {
   Document document(options.file);
   const std::string out = options.out.empty() ? DefaultOutput(document) : options.out;
   CheckOutputPath(out, options.force);
-  PlaceOnClip(document.Set(), options.timeLine);
+  PlaceOnClip(document.Api(), options.timeLine);
   const Chart chart =
       BuildChart(document, SelectParams(document.Set(), options.selection), options.timeLine);
   if (chart.panels.empty()) throw Failure("nothing to draw: no numeric parameter chosen");

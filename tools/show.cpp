@@ -39,45 +39,61 @@ std::string Read(const Object& object, bool (Object::*get)(T&) const, const char
 
 std::string StaticValue(const CParam& param) {
   switch (param.GetType()) {
-    case PARAM_DOUBLE: return Read<double>(param, &CParam::GetValueDouble, "none");
-    case PARAM_LONG: return Read<long>(param, &CParam::GetValueLong, "none");
-    case PARAM_BOOL: return Read<bool>(param, &CParam::GetValueBool, "none");
-    case PARAM_STRING: return Read<CZPoolString>(param, &CParam::GetValueString, "none");
-    case PARAM_SUBPROP: return Read<CXMLObject>(param, &CParam::GetValueProperty, "none");
+    case PARAM_DOUBLE:
+      return Read<double>(param, &CParam::GetValueDouble, "none");
+    case PARAM_LONG:
+      return Read<long>(param, &CParam::GetValueLong, "none");
+    case PARAM_BOOL:
+      return Read<bool>(param, &CParam::GetValueBool, "none");
+    case PARAM_STRING:
+      return Read<CZPoolString>(param, &CParam::GetValueString, "none");
+    case PARAM_SUBPROP:
+      return Read<CXMLObject>(param, &CParam::GetValueProperty, "none");
     case PARAM_BINARY: {
       const auto read = [&](unsigned char* b, unsigned int n) {
         return param.GetValueBinary(b, n, 0);
       };
       return ValueText(ReadBytes(read), 0);
     }
-    default: return "none";
+    default:
+      return "none";
   }
 }
 
 // Empty when the parameter has none.
 std::string InactiveValue(const CParam& param) {
   switch (param.GetType()) {
-    case PARAM_DOUBLE: return Read<double>(param, &CParam::GetInactiveValueDouble, "");
-    case PARAM_LONG: return Read<long>(param, &CParam::GetInactiveValueLong, "");
-    case PARAM_BOOL: return Read<bool>(param, &CParam::GetInactiveValueBool, "");
-    case PARAM_STRING: return Read<CZPoolString>(param, &CParam::GetInactiveValueString, "");
-    default: return "";
+    case PARAM_DOUBLE:
+      return Read<double>(param, &CParam::GetInactiveValueDouble, "");
+    case PARAM_LONG:
+      return Read<long>(param, &CParam::GetInactiveValueLong, "");
+    case PARAM_BOOL:
+      return Read<bool>(param, &CParam::GetInactiveValueBool, "");
+    case PARAM_STRING:
+      return Read<CZPoolString>(param, &CParam::GetInactiveValueString, "");
+    default:
+      return "";
   }
 }
 
 std::string KeyFrameValue(const CKeyFrame& kf) {
   switch (kf.m_Type) {
-    case PARAM_DOUBLE: return Read<double>(kf, &CKeyFrame::GetValueDouble, "none");
-    case PARAM_LONG: return Read<long>(kf, &CKeyFrame::GetValueLong, "none");
-    case PARAM_BOOL: return Read<bool>(kf, &CKeyFrame::GetValueBool, "none");
-    case PARAM_STRING: return Read<CZPoolString>(kf, &CKeyFrame::GetValueString, "none");
+    case PARAM_DOUBLE:
+      return Read<double>(kf, &CKeyFrame::GetValueDouble, "none");
+    case PARAM_LONG:
+      return Read<long>(kf, &CKeyFrame::GetValueLong, "none");
+    case PARAM_BOOL:
+      return Read<bool>(kf, &CKeyFrame::GetValueBool, "none");
+    case PARAM_STRING:
+      return Read<CZPoolString>(kf, &CKeyFrame::GetValueString, "none");
     case PARAM_BINARY: {
       const auto read = [&](unsigned char* b, unsigned int n) {
         return kf.GetValueBinary(b, n, 0);
       };
       return ValueText(ReadBytes(read), 0);
     }
-    default: return "-";
+    default:
+      return "-";
   }
 }
 
@@ -142,38 +158,57 @@ std::string AnchorCount(const CKeyFrame& keyFrame) {
   return count ? std::to_string(count) : "";
 }
 
-std::string KeyFrameTable(const CParam& param, double duration) {
+// In time order, each with the index it is stored at.
+std::string KeyFrameTable(const qd::Param& handle) {
+  const CParam& param = *handle.native();
   TextTable table;
+  table.AddColumn("#", true);
   table.AddColumn("time (s)", true);
   table.AddColumn("written", false);
   table.AddColumn("value", false);
   table.AddColumn("interpolation", false);
   table.AddColumn("easing", false);
   table.AddColumn("anchors", true);
-  for (const CKeyFrame* kf = param.FindNextKeyFrame(nullptr); kf; kf = param.FindNextKeyFrame(kf)) {
-    const std::optional<double> time = KeyFrameTime(*kf, duration);
-    table.AddRow({time ? FixedNumber(*time, 2) : "-", Utf8(kf->GetValue(Pooled(u"position"))),
-                  Shorten(KeyFrameValue(*kf), 40), InterpolationName(kf->GetInterpolation()),
-                  EasingName(kf->GetTimeTranslation()), AnchorCount(*kf)});
+  for (const qd::Keyframe& key : handle.keys()) {
+    const CKeyFrame& kf = *param.Get(key.index);
+    table.AddRow({std::to_string(key.index), FixedNumber(key.time, 2), key.position,
+                  Shorten(KeyFrameValue(kf), 40), InterpolationName(kf.GetInterpolation()),
+                  EasingName(kf.GetTimeTranslation()), AnchorCount(kf)});
   }
   return table.Render("      ");
 }
 
-void PrintParam(const CParam& param, double duration) {
+// Evaluation walks keyframes in stored order: one stored out of time order
+// is easy to miss and changes the curve.
+bool StoredInTimeOrder(const qd::Param& handle) {
+  const std::vector<qd::Keyframe> keys = handle.keys();
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (keys[i].index != i) return false;
+  }
+  return true;
+}
+
+void PrintParam(const qd::Param& handle) {
+  const CParam& param = *handle.native();
   std::printf("%s\n", Heading(param).c_str());
   const bool numbers = param.GetType() == PARAM_DOUBLE || param.GetType() == PARAM_LONG;
   if (numbers) std::printf("  limits     %s\n", Limits(param).c_str());
   std::printf("  value      %s\n", StaticValue(param).c_str());
   std::printf("  status     %s\n", Activity(param).c_str());
   std::printf("  keyframes  %s\n", KeyFrameSummary(param).c_str());
-  if (param.GetSize() > 0) std::fputs(KeyFrameTable(param, duration).c_str(), stdout);
+  if (param.GetSize() == 0) return;
+  if (!StoredInTimeOrder(handle)) {
+    std::printf("  warning    keyframes are stored out of time order (# is the stored index)\n");
+  }
+  std::fputs(KeyFrameTable(handle).c_str(), stdout);
 }
 
 }  // namespace
 
 void Show(const ShowOptions& options) {
   CheckTimeLine(options.timeLine);
-  const Document document(options.file);
+  Document document(options.file);
+  PlaceOnClip(document.Api(), options.timeLine);
   const CParamSet& set = document.Set();
   const std::vector<const CParam*> params = SelectParams(set, options.selection);
   std::string heading = document.Name();
@@ -183,7 +218,7 @@ void Show(const ShowOptions& options) {
               set.GetSize(), TidyNumber(options.timeLine.duration).c_str());
   for (const CParam* param : params) {
     std::printf("\n");
-    PrintParam(*param, options.timeLine.duration);
+    PrintParam(document.Handle(*param));
   }
 }
 

@@ -55,9 +55,8 @@ void CheckTimeLine(const TimeLine& timeLine) {
   }
 }
 
-void PlaceOnClip(CParamSet& set, const TimeLine& timeLine) {
-  set.SetStartTime(timeLine.start);
-  set.SetDuration(timeLine.duration);
+void PlaceOnClip(qd::Set& set, const TimeLine& timeLine) {
+  set.set_clip(timeLine.start, timeLine.duration);
 }
 
 Window ResolveWindow(const TimeLine& timeLine) {
@@ -83,29 +82,6 @@ std::vector<double> SampleTimes(const TimeLine& timeLine) {
   times.reserve(static_cast<std::size_t>(steps) + 1);
   for (double i = 0; i <= steps; ++i) times.push_back(Tidy(window.from + i * step));
   return times;
-}
-
-std::optional<double> KeyFrameTime(const CKeyFrame& keyFrame, double duration) {
-  switch (keyFrame.GetType()) {
-    case KEYFRAME_RELATIVE: {
-      double position = 0.0;
-      if (!keyFrame.GetPosition(position)) return std::nullopt;
-      const double time = position * duration;
-      return time < 0 ? time + duration : time;
-    }
-    case KEYFRAME_ABSOLUTE: {
-      mtime time;
-      if (!keyFrame.GetTime(time)) return std::nullopt;
-      const double seconds = time;
-      return seconds < 0 ? seconds + duration : seconds;
-    }
-    case KEYFRAME_FIXED_ABSOLUTE: {
-      mtime time;
-      if (!keyFrame.GetTime(time)) return std::nullopt;
-      return static_cast<double>(time);
-    }
-    default: return std::nullopt;
-  }
 }
 
 }  // namespace qdtool

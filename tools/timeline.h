@@ -6,8 +6,7 @@
 #include <vector>
 
 #include "options.h"
-#include "qdparam/keyframe.h"
-#include "qdparam/paramset.h"
+#include "qdparam/qdparam.hpp"
 
 namespace qdtool {
 
@@ -19,16 +18,10 @@ struct Window {
 // Throws Failure for a non-positive duration or a number that is no number.
 void CheckTimeLine(const TimeLine& timeLine);
 // Gives the set the clip's start and duration.
-void PlaceOnClip(qdcore::CParamSet& set, const TimeLine& timeLine);
+void PlaceOnClip(qd::Set& set, const TimeLine& timeLine);
 // The stretch looked at, the clip itself unless --from or --to narrow it.
 Window ResolveWindow(const TimeLine& timeLine);
 // Evenly spaced times over the window, both ends included.
 std::vector<double> SampleTimes(const TimeLine& timeLine);
-
-// Where evaluation places the keyframe on a clip of `duration` (seconds from
-// the clip's start) for a parameter as loaded from a file: negative relative
-// and absolute times count back from the end, fixed times stay as written.
-// Nothing for a keyframe without a readable time.
-std::optional<double> KeyFrameTime(const qdcore::CKeyFrame& keyFrame, double duration);
 
 }  // namespace qdtool

@@ -63,31 +63,15 @@ unsigned int RuleCount(const CXMLObject& property) {
   return rules ? rules->GetNElements(Pooled(u"Condition")) : 0;
 }
 
-// The validated set with its rules, so that the file stays a complete effect.
-CXMLObject StoredWithRules(const CParamSet& set, const CXMLObject& property) {
-  CXMLObject stored;
-  set.Store(stored);
-  const CZPoolString validation = Pooled(u"Validation");
-  for (const CXMLObject* rules = property.FindNextElement(validation, nullptr); rules;
-       rules = property.FindNextElement(validation, rules)) {
-    stored.Add(*rules);
-  }
-  return stored;
-}
-
 }  // namespace
 
 void Validate(const ValidateOptions& options) {
   Document document(options.file);
   if (!options.out.empty()) CheckOutputPath(options.out, options.force);
-  CValidator validator;
-  if (!validator.Load(document.Property())) {
-    throw Failure(document.Path() + " carries no Validation rules");
-  }
-  const std::vector<Snapshot> before = TakeSnapshot(document.Set());
-  bool changed = false;
-  const bool passed = validator.Validate(&document.Set(), changed);
   const unsigned int rules = RuleCount(document.Property());
+  if (rules == 0) throw Failure(document.Path() + " carries no Validation rules");
+  const std::vector<Snapshot> before = TakeSnapshot(document.Set());
+  const bool passed = document.Api().validate().ok();
   std::printf("%s: %u rule%s\n", document.Name().c_str(), rules, rules == 1 ? "" : "s");
   const int changes = PrintChanges(before, TakeSnapshot(document.Set()));
   if (changes == 0) std::printf("  nothing changed\n");
@@ -97,7 +81,7 @@ void Validate(const ValidateOptions& options) {
                   "nor Long");
   }
   if (options.out.empty()) return;
-  WriteXmlFile(options.out, StoredWithRules(document.Set(), document.Property()), options.force);
+  WriteTextFile(options.out, document.Api().to_xml(), options.force);
   std::printf("wrote %s\n", options.out.c_str());
 }
 

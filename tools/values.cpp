@@ -35,27 +35,28 @@ bool IsNumeric(unsigned int type) {
   return type == PARAM_DOUBLE || type == PARAM_LONG || type == PARAM_BOOL;
 }
 
-Value ValueAt(const CParamSet& set, const CParam& param, double time) {
-  switch (param.GetType()) {
-    case PARAM_DOUBLE: return set.GetValueDouble(&param, time, 0.0);
-    case PARAM_LONG: return set.GetValueLong(&param, time, 0);
-    case PARAM_BOOL: return set.GetValueBool(&param, time, false);
-    case PARAM_STRING: return Utf8(set.GetValueString(&param, time, CZPoolString()));
-    case PARAM_BINARY:
+// Numbers and texts through the host API, which scales absolute keyframes
+// onto short clips; binaries, which it does not blend, from the set itself.
+Value ValueAt(const qd::Set& set, const qd::Param& param, double time) {
+  switch (param.type()) {
+    case qd::Type::Double:
+      return param.value(time).value_or(0.0);
+    case qd::Type::Long:
+      return static_cast<long>(param.value(time).value_or(0.0));
+    case qd::Type::Bool:
+      return param.value(time).value_or(0.0) != 0.0;
+    case qd::Type::String:
+      return param.text(time).value_or(std::string());
+    case qd::Type::Binary:
       return ReadBytes([&](unsigned char* buffer, unsigned int size) {
-        return set.GetValueBinary(&param, time, buffer, size);
+        return set.native().GetValueBinary(param.native(), time, buffer, size);
       });
-    default: return std::monostate{};
+    default:
+      return std::monostate{};
   }
 }
 
-double NumberAt(const CParamSet& set, const CParam& param, double time) {
-  switch (param.GetType()) {
-    case PARAM_LONG: return static_cast<double>(set.GetValueLong(&param, time, 0));
-    case PARAM_BOOL: return set.GetValueBool(&param, time, false) ? 1.0 : 0.0;
-    default: return set.GetValueDouble(&param, time, 0.0);
-  }
-}
+double NumberAt(const qd::Param& param, double time) { return param.value(time).value_or(0.0); }
 
 std::string ValueText(const Value& value, int decimals) {
   struct {

@@ -8,6 +8,7 @@
 
 #include "qdparam/param.h"
 #include "qdparam/paramset.h"
+#include "qdparam/qdparam.hpp"
 
 namespace qdtool {
 
@@ -21,10 +22,10 @@ struct Bytes {
 using Value = std::variant<std::monostate, double, long, bool, std::string, Bytes>;
 
 // The value of `param` (which belongs to `set`) at `time` on the set's time line.
-Value ValueAt(const qdcore::CParamSet& set, const qdcore::CParam& param, double time);
+Value ValueAt(const qd::Set& set, const qd::Param& param, double time);
 
 // The numeric value used for charts: booleans as 0 and 1.
-double NumberAt(const qdcore::CParamSet& set, const qdcore::CParam& param, double time);
+double NumberAt(const qd::Param& param, double time);
 bool IsNumeric(unsigned int type);
 
 // The text of a value for people ("80 bytes: 01000000…" for binaries);

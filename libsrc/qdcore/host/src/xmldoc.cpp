@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -452,9 +453,9 @@ int CXMLDoc::OpenDocMemory(std::string_view utf8) {
     case Utf8Check::kOk:
       break;
     case Utf8Check::kBad:
-      return Fail(kNotUtf8, "the text is not UTF-8");
+      return Fail(kNotUtf8, "not UTF-8 text");
     case Utf8Check::kNul:
-      return Fail(kMalformed, "the text holds a NUL character");
+      return Fail(kMalformed, "not well-formed XML: a NUL character");
   }
   // A fragment parse keeps text outside the root, so that Convert can
   // reject it.
@@ -466,14 +467,17 @@ int CXMLDoc::OpenDocMemory(std::string_view utf8) {
       doc.load_buffer(utf8.data(), utf8.size(), kOptions, pugi::encoding_utf8);
   if (parsed.status == pugi::status_out_of_memory) throw std::bad_alloc();
   if (parsed.status != pugi::status_ok) {
-    return Fail(kMalformed, parsed.description(), utf8, static_cast<std::size_t>(parsed.offset));
+    std::string reason = parsed.description();  // "Error parsing …": lower case after a colon
+    if (!reason.empty()) reason[0] = static_cast<char>(std::tolower(reason[0]));
+    return Fail(kMalformed, "not well-formed XML: " + reason, utf8,
+                static_cast<std::size_t>(parsed.offset));
   }
   pugi::xml_node failedAt;
   const int result = Convert(doc, utf8.size(), m_root, failedAt);
   if (result == kNoElement) return Fail(result, "the document holds no element");
   if (result != kOk) {
     const std::ptrdiff_t offset = failedAt.offset_debug();
-    return Fail(result, "text outside the document element, or an element that cannot be read",
+    return Fail(result, "not well-formed XML: text outside the document element, or an element that cannot be read",
                 utf8, offset > 0 ? static_cast<std::size_t>(offset) : 0);
   }
   return kOk;

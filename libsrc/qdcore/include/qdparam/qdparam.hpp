@@ -30,10 +30,11 @@ namespace qd {
 // What went wrong, and where in a document when it came from one.
 struct QDPARAM_API Error {
   std::string message;
-  unsigned int line = 0;  // 1-based; 0 when the failure has no place in a text
-  unsigned int column = 0;
+  unsigned int line = 0;    // 1-based; 0 when the failure has no place in a text
+  unsigned int column = 0;  // 1-based, in characters
+  std::string file;         // the file read, when one was
 
-  // "line:column: message", or the message alone.
+  // "file:line:column: message", leaving out what is not known.
   std::string describe() const;
 };
 

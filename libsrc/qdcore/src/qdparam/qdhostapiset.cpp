@@ -26,7 +26,7 @@ bool ToPooled(std::string_view text, CZPoolString& out) {
 std::string ToText(const CZPoolString& text) { return ToUtf8(text.view()); }
 
 Error Failure(std::string message, unsigned int line, unsigned int column) {
-  return Error{std::move(message), line, column};
+  return Error{std::move(message), line, column, {}};
 }
 
 mtime ClipFit(const CParam& param) { return ScaleOntoClip(param.GetMinDuration()); }
@@ -39,8 +39,16 @@ using detail::ToPooled;
 using detail::ToText;
 
 std::string Error::describe() const {
-  if (line == 0) return message;
-  return std::to_string(line) + ":" + std::to_string(column) + ": " + message;
+  std::string text = file;
+  if (line != 0) {
+    if (!text.empty()) text += ':';
+    text += std::to_string(line);
+    text += ':';
+    text += std::to_string(column);
+  }
+  if (!text.empty()) text += ": ";
+  text += message;
+  return text;
 }
 
 namespace {
@@ -71,20 +79,20 @@ std::string WhyNotLoaded(const CXMLObject& property) {
 }
 
 // A document's failure with the parser's place for it.
-Error DocumentFailure(const CXMLDoc& doc, const std::string& source) {
+Error DocumentFailure(const CXMLDoc& doc) {
   const CXMLDoc::Failure& failure = doc.GetLastFailure();
-  return Failure(source + failure.reason, failure.line, failure.column);
+  return Failure(failure.reason, failure.line, failure.column);
 }
 
-Result<std::shared_ptr<SetState>> FromDocument(const CXMLDoc& doc, const std::string& source) {
+Result<std::shared_ptr<SetState>> FromDocument(const CXMLDoc& doc) {
   const CXMLObject* property = FindProperty(doc.GetContentElement());
   if (!property) {
-    return Failure(source + "no parameter set: the document element is <" +
+    return Failure("no parameter set: the document element is <" +
                        ToText(doc.GetContentElement().GetName()) + ">, not <Property>",
                    1, 1);
   }
   auto state = std::make_shared<SetState>();
-  if (!state->set.Load(*property)) return Failure(source + WhyNotLoaded(*property));
+  if (!state->set.Load(*property)) return Failure(WhyNotLoaded(*property));
   if (const CXMLObject* rules = property->FindNextElement(kValidation, nullptr)) {
     state->validation = *rules;
   }
@@ -104,20 +112,27 @@ Set::Set() : m_state(std::make_shared<SetState>()) {}
 Set::Set(std::shared_ptr<SetState> state) : m_state(std::move(state)) {}
 
 Result<Set> Set::load(std::string_view path) {
-  std::u16string widePath;
-  const std::string name(path);
-  if (!FromUtf8(path, widePath)) return Failure("the file name is not UTF-8");
-  CXMLDoc doc;
-  if (doc.OpenDocFile(widePath.c_str()) != CXMLDoc::kOk) return DocumentFailure(doc, name + ": ");
-  auto state = FromDocument(doc, name + ": ");
-  if (!state) return state.error();
-  return Set(std::move(*state));
+  Result<Set> set = [&]() -> Result<Set> {
+    std::u16string widePath;
+    if (!FromUtf8(path, widePath)) return Failure("the file name is not UTF-8");
+    CXMLDoc doc;
+    if (doc.OpenDocFile(widePath.c_str()) != CXMLDoc::kOk) return DocumentFailure(doc);
+    auto state = FromDocument(doc);
+    if (!state) return state.error();
+    return Set(std::move(*state));
+  }();
+  if (!set) {
+    Error error = set.error();
+    error.file = std::string(path);
+    return error;
+  }
+  return set;
 }
 
 Result<Set> Set::parse(std::string_view xml) {
   CXMLDoc doc;
-  if (doc.OpenDocMemory(xml) != CXMLDoc::kOk) return DocumentFailure(doc, "");
-  auto state = FromDocument(doc, "");
+  if (doc.OpenDocMemory(xml) != CXMLDoc::kOk) return DocumentFailure(doc);
+  auto state = FromDocument(doc);
   if (!state) return state.error();
   return Set(std::move(*state));
 }
@@ -182,7 +197,7 @@ std::string Set::preset() const {
 // The update runs on a copy: a failed one empties the set it runs on.
 Status Set::apply(std::string_view xml) {
   CXMLDoc doc;
-  if (doc.OpenDocMemory(xml) != CXMLDoc::kOk) return DocumentFailure(doc, "");
+  if (doc.OpenDocMemory(xml) != CXMLDoc::kOk) return DocumentFailure(doc);
   CParamSet updated(m_state->set);
   updated.Realloc();
   if (!updated.Update(doc.GetContentElement(), false)) {

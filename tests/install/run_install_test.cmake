@@ -18,9 +18,14 @@ if(SANITIZE)
 endif()
 
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/install/consumer -B ${WORK_DIR}/build
-    -DCMAKE_PREFIX_PATH=${PREFIX} -DCMAKE_CXX_FLAGS=${FLAGS} -DCMAKE_EXE_LINKER_FLAGS=${FLAGS})
+    -DCMAKE_PREFIX_PATH=${PREFIX} -DCMAKE_CXX_FLAGS=${FLAGS} -DCMAKE_EXE_LINKER_FLAGS=${FLAGS}
+    -DQD_HOST_EXAMPLE=${SOURCE_DIR}/examples/host.cpp)
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${WORK_DIR}/build/consumer)
+# The installed examples are where an installed program finds them.
+set(EXAMPLES ${PREFIX}/share/qdparam/examples)
+run(${WORK_DIR}/build/facade ${EXAMPLES})
+run(${WORK_DIR}/build/host ${EXAMPLES}/pip.xml ${WORK_DIR}/pip-edited.xml)
 
 # pkg-config: compile the same program by hand.
 find_program(PKG_CONFIG pkg-config REQUIRED)

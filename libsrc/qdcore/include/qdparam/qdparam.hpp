@@ -29,6 +29,10 @@ namespace qd {
 
 // What went wrong, and where in a document when it came from one.
 struct QDPARAM_API Error {
+  Error() = default;
+  Error(std::string text, unsigned int atLine = 0, unsigned int atColumn = 0)  // NOLINT: implicit
+      : message(std::move(text)), line(atLine), column(atColumn) {}
+
   std::string message;
   unsigned int line = 0;    // 1-based; 0 when the failure has no place in a text
   unsigned int column = 0;  // 1-based, in characters

@@ -26,7 +26,7 @@ bool ToPooled(std::string_view text, CZPoolString& out) {
 std::string ToText(const CZPoolString& text) { return ToUtf8(text.view()); }
 
 Error Failure(std::string message, unsigned int line, unsigned int column) {
-  return Error{std::move(message), line, column, {}};
+  return Error(std::move(message), line, column);
 }
 
 mtime ClipFit(const CParam& param) { return ScaleOntoClip(param.GetMinDuration()); }

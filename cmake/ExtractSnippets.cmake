@@ -1,0 +1,32 @@
+# Gathers the ```cpp blocks of a Markdown page into one C++ file, so that the
+# documentation's code is compiled with the tests.
+#   cmake -DPAGE=page.md -DOUT=snippets.cpp -DPRELUDE=prelude.h -P ExtractSnippets.cmake
+# Blocks are cut out by position: CMake lists would split lines at ';'. A
+# block's #include lines are left to the prelude, which includes every header.
+cmake_minimum_required(VERSION 3.22)
+file(READ ${PAGE} page)
+set(code "// Generated from ${PAGE}: do not edit.\n#include \"${PRELUDE}\"\n\nnamespace guide {\n")
+set(open "```cpp\n")
+set(close "\n```")
+string(LENGTH "${open}" openLength)
+set(number 0)
+while(TRUE)
+  string(FIND "${page}" "${open}" start)
+  if(start EQUAL -1)
+    break()
+  endif()
+  math(EXPR start "${start} + ${openLength}")
+  string(SUBSTRING "${page}" ${start} -1 page)
+  string(FIND "${page}" "${close}" end)
+  if(end EQUAL -1)
+    message(FATAL_ERROR "${PAGE}: a ```cpp block is not closed")
+  endif()
+  string(SUBSTRING "${page}" 0 ${end} snippet)
+  string(REGEX REPLACE "#include [<\"][^\n]*\n" "" snippet "${snippet}")
+  math(EXPR number "${number} + 1")
+  string(APPEND code "\n// snippet ${number}\n${snippet}\n")
+  string(SUBSTRING "${page}" ${end} -1 page)
+endwhile()
+string(APPEND code "\n}  // namespace guide\n")
+file(WRITE ${OUT}.new "${code}")
+file(COPY_FILE ${OUT}.new ${OUT} ONLY_IF_DIFFERENT)

@@ -379,3 +379,32 @@ TEST(HostApi, FreshObjectsAnswerFourThreadsAtOnce) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(HostApi, AFrameHoldsEveryNumberOfTheSet) {
+  qd::Set set = Load(kPip);
+  set.set_clip(0.0, 6.0);
+  const qd::Frame frame = qd::Frame::numeric(set);
+  std::vector<std::string> names;
+  for (const qd::Param& param : frame.params()) names.push_back(param.name());
+  EXPECT_EQ(names, (std::vector<std::string>{"position_x", "position_y", "size", "rotation",
+                                             "opacity", "border_width", "shadow",
+                                             "corner_radius"}));
+  std::vector<double> out(frame.params().size());
+  for (double t = 0.0; t < 6.0; t += 0.7) {
+    ASSERT_TRUE(frame.values(t, out));
+    for (std::size_t i = 0; i < out.size(); ++i) EXPECT_EQ(out[i], frame.params()[i].value(t));
+  }
+  std::vector<double> tooShort(2, -1.0);
+  EXPECT_FALSE(frame.values(0.0, tooShort));
+  EXPECT_EQ(tooShort[0], -1.0);
+  // A handle that answers nothing gives NaN in its place.
+  const qd::Frame mixed({*set.param("caption"), *set.param("size")});
+  std::vector<double> two(2);
+  ASSERT_TRUE(mixed.values(0.0, two));
+  EXPECT_TRUE(std::isnan(two[0]));
+  EXPECT_EQ(two[1], 30.0);
+}
+
+}  // namespace

@@ -249,4 +249,22 @@ class QDPARAM_API Set {
   std::shared_ptr<detail::SetState> m_state;
 };
 
+// Per frame: the parameters a renderer needs, named once, and all their
+// values at a time in one call. Cheap to copy; shares the parameters' sets.
+class QDPARAM_API Frame {
+ public:
+  explicit Frame(std::vector<Param> params);
+  // Every Double, Long and Bool parameter of `set`, in stored order.
+  static Frame numeric(const Set& set);
+
+  const std::vector<Param>& params() const { return m_params; }
+  // The value of each parameter at `time` into out[i], exactly as
+  // Param::value answers it, NaN where that answers nothing; false (out
+  // untouched) when `out` holds fewer than params().size() values.
+  bool values(double time, std::span<double> out) const;
+
+ private:
+  std::vector<Param> m_params;
+};
+
 }  // namespace qd

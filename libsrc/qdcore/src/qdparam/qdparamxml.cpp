@@ -109,9 +109,14 @@ bool CParam::Load(const CXMLObject& xml) {
   ok = CopyChildren(source, *this, kBinary, false) && ok;
   ok = CopyChildren(source, *this, kPropertys, true) && ok;
   ok = CopyChildren(source, *this, kValue, false) && ok;
-  if (ok) return true;
-  Reset();
-  return false;
+  if (!ok) {
+    Reset();
+    return false;
+  }
+  // Room for the minimum duration now, so that the first const
+  // GetMinDuration can keep what it counts instead of counting every time.
+  *m_MinDuration = mtime::unassigned;
+  return true;
 }
 
 // Storing into this parameter's own element is harmless: the keyframes come

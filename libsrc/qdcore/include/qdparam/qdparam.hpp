@@ -1,12 +1,13 @@
-// The host API: a parameter set and its parameters in plain C++. UTF-8 text
-// in and out, seconds as double, failures as values with a message and the
-// line and column they come from. Nothing here throws; nothing here needs
-// the library's own string, time or XML types.
-//
-// Threads: any number of threads may call const members of one Set or Param
-// (and of their copies) at once. An edit must not run beside anything else
-// on the same set: a render thread evaluates a snapshot() while the editing
-// thread changes the original.
+/// @file
+/// The host API: a parameter set and its parameters in plain C++. UTF-8 text
+/// in and out, seconds as double, failures as values with a message and the
+/// line and column they come from. Nothing here throws; nothing here needs
+/// the library's own string, time or XML types.
+///
+/// Threads: any number of threads may call const members of one Set or Param
+/// (and of their copies) at once. An edit must not run beside anything else
+/// on the same set: a render thread evaluates a snapshot() while the editing
+/// thread changes the original.
 #pragma once
 
 #include <cstdint>
@@ -27,171 +28,180 @@ class CParamSet;
 
 namespace qd {
 
-// What went wrong, and where in a document when it came from one.
+/// What went wrong, and where in a document when it came from one.
 struct QDPARAM_API Error {
-  Error() = default;
+  Error() = default;  ///< no message, no place
+  /// A message, with its place in a text when it has one.
   Error(std::string text, unsigned int atLine = 0, unsigned int atColumn = 0)  // NOLINT: implicit
       : message(std::move(text)), line(atLine), column(atColumn) {}
 
-  std::string message;
-  unsigned int line = 0;    // 1-based; 0 when the failure has no place in a text
-  unsigned int column = 0;  // 1-based, in characters
-  std::string file;         // the file read, when one was
+  std::string message;      ///< what went wrong, in words
+  unsigned int line = 0;    ///< 1-based; 0 when the failure has no place in a text
+  unsigned int column = 0;  ///< 1-based, in characters
+  std::string file;         ///< the file read, when one was
 
-  // "file:line:column: message", leaving out what is not known.
+  /// "file:line:column: message", leaving out what is not known.
   std::string describe() const;
 };
 
-// A value, or the error that kept it from being made. value() and operator*
-// must only be used when the result holds one (ok()).
+/// A value, or the error that kept it from being made. value() and operator*
+/// must only be used when the result holds one (ok()).
 template <typename T>
 class Result {
  public:
-  Result(T value) : m_value(std::move(value)) {}      // NOLINT: implicit by design
+  /// A value.
+  Result(T value) : m_value(std::move(value)) {}  // NOLINT: implicit by design
+  /// A failure.
   Result(Error error) : m_error(std::move(error)) {}  // NOLINT: implicit by design
 
-  bool ok() const noexcept { return m_value.has_value(); }
-  explicit operator bool() const noexcept { return ok(); }
-  T& value() & { return *m_value; }
-  const T& value() const& { return *m_value; }
-  T&& value() && { return std::move(*m_value); }
-  T& operator*() & { return *m_value; }
-  const T& operator*() const& { return *m_value; }
-  T* operator->() { return &*m_value; }
-  const T* operator->() const { return &*m_value; }
-  const Error& error() const noexcept { return m_error; }
+  bool ok() const noexcept { return m_value.has_value(); }  ///< true when it holds a value
+  explicit operator bool() const noexcept { return ok(); }  ///< ok()
+  T& value() & { return *m_value; }                         ///< the value (ok() only)
+  const T& value() const& { return *m_value; }              ///< the value (ok() only)
+  T&& value() && { return std::move(*m_value); }            ///< the value (ok() only)
+  T& operator*() & { return *m_value; }                     ///< the value (ok() only)
+  const T& operator*() const& { return *m_value; }          ///< the value (ok() only)
+  T* operator->() { return &*m_value; }                     ///< the value (ok() only)
+  const T* operator->() const { return &*m_value; }         ///< the value (ok() only)
+  const Error& error() const noexcept { return m_error; }   ///< the failure; empty when ok()
 
  private:
   std::optional<T> m_value;
   Error m_error;
 };
 
-// Success, or the error that prevented it.
+/// Success, or the error that prevented it.
 class Status {
  public:
-  Status() = default;                                                 // success
+  Status() = default;  ///< success
+  /// A failure.
   Status(Error error) : m_error(std::move(error)), m_failed(true) {}  // NOLINT: implicit by design
 
-  bool ok() const noexcept { return !m_failed; }
-  explicit operator bool() const noexcept { return ok(); }
-  const Error& error() const noexcept { return m_error; }
+  bool ok() const noexcept { return !m_failed; }            ///< true on success
+  explicit operator bool() const noexcept { return ok(); }  ///< ok()
+  const Error& error() const noexcept { return m_error; }   ///< the failure; empty on success
 
  private:
   Error m_error;
   bool m_failed = false;
 };
 
-// A frame rate as a fraction: 25/1, 30000/1001.
+/// A frame rate as a fraction: 25/1, 30000/1001.
 struct QDPARAM_API Rate {
-  std::int64_t numerator = 25;
-  std::int64_t denominator = 1;
+  std::int64_t numerator = 25;   ///< frames …
+  std::int64_t denominator = 1;  ///< … per this many seconds
 
-  // "25", "29.97" is refused; "30000/1001". Positive whole numbers only.
+  /// "25", "29.97" is refused; "30000/1001". Positive whole numbers only.
   static Result<Rate> parse(std::string_view text);
-  // The time of frame `frame` in seconds: frame × denominator / numerator,
-  // rounded once; NaN for a rate that is not positive.
+  /// The time of frame `frame` in seconds: frame × denominator / numerator,
+  /// rounded once; NaN for a rate that is not positive.
   double frame_time(std::int64_t frame) const noexcept;
 };
 
+/// A parameter's value type; Group holds further parameters.
 enum class Type { Double, Long, String, Binary, Bool, Group, Undefined };
+/// How a keyframe's value blends into the next keyframe's.
 enum class Interpolation { Hold, Linear, Bezier, LinLog, Spline, Custom };
-// A keyframe's easing; In and Out may be combined (In | Out).
+/// A keyframe's easing; In and Out may be combined (In | Out).
 enum class Ease : unsigned int { None = 0, InOut = 1, AnchorInOut = 2, In = 4, Out = 8 };
+/// Both eases: In | Out.
 constexpr Ease operator|(Ease a, Ease b) {
   return static_cast<Ease>(static_cast<unsigned int>(a) | static_cast<unsigned int>(b));
 }
 
-// The format's spelling of each ("Double", "LinLog", "EaseInOut"); empty for an
-// ease combination that has no single name.
+/// The format's spelling of each ("Double", "LinLog", "EaseInOut"); empty for an
+/// ease combination that has no single name.
 QDPARAM_API std::string_view name_of(Type type);
 QDPARAM_API std::string_view name_of(Interpolation interpolation);
 QDPARAM_API std::string_view name_of(Ease ease);
 
+/// A Bezier handle point or a spline's extra point.
 struct Anchor {
-  double position = 0.0;  // share of the clip from the keyframe
-  double value = 0.0;
+  double position = 0.0;  ///< share of the clip from the keyframe
+  double value = 0.0;     ///< the value there (a Bezier handle's: an offset)
 };
 
-// One keyframe as read. `time` is on the set's time line for its current
-// start and duration; `index` is where the parameter stores it.
+/// One keyframe as read. `time` is on the set's time line for its current
+/// start and duration; `index` is where the parameter stores it.
 struct Keyframe {
-  unsigned int index = 0;
-  double time = 0.0;
-  std::string position;  // as written: "0.25" (of the clip), "4s" (scaled), "3fs" (fixed)
-  double value = 0.0;    // numeric value; 0 for String and Binary
-  std::string text;      // the value as written
-  Interpolation interpolation = Interpolation::Hold;
-  Ease ease = Ease::None;
-  std::vector<Anchor> anchors;
+  unsigned int index = 0;  ///< where the parameter stores it
+  double time = 0.0;       ///< seconds on the set's time line
+  std::string position;    ///< as written: "0.25" (of the clip), "4s" (scaled), "3fs" (fixed)
+  double value = 0.0;      ///< numeric value; 0 for String and Binary
+  std::string text;        ///< the value as written
+  Interpolation interpolation = Interpolation::Hold;  ///< how it blends into the next
+  Ease ease = Ease::None;                             ///< its easing
+  std::vector<Anchor> anchors;                        ///< handles or spline points
 };
 
 namespace detail {
 struct SetState;
 }
 
-// One parameter of a Set: a handle, cheap to copy, that shares the set. A
-// handle whose parameter was removed or replaced (by a preset that added
-// parameters, a reload) answers nothing: empty results and failed edits.
+/// One parameter of a Set: a handle, cheap to copy, that shares the set. A
+/// handle whose parameter was removed or replaced (by a preset that added
+/// parameters, a reload) answers nothing: empty results and failed edits.
 //
-// Values follow the set's clip: a time is on the set's time line, and
-// absolute keyframes ("4s") of a clip shorter than they need are scaled onto
-// it, as the format describes them.
+/// Values follow the set's clip: a time is on the set's time line, and
+/// absolute keyframes ("4s") of a clip shorter than they need are scaled onto
+/// it, as the format describes them.
 class QDPARAM_API Param {
  public:
   // ---- identity and definition
-  bool valid() const;        // false for a stale handle
-  std::string name() const;  // empty for a stale handle
-  long id() const;           // -1 for a stale handle
-  Type type() const;         // Undefined for a stale handle
-  bool keyframed() const;
-  bool active() const;
-  std::optional<double> min() const;          // the "min" limit, when set
-  std::optional<double> max() const;          // the "max" limit, when set
-  std::optional<double> granularity() const;  // the step values snap to, when set
-  std::string unit() const;                   // the "unit" display hint, empty when absent
-  // Any attribute of the "Parameter" element as written; empty when absent.
+  bool valid() const;        ///< false for a stale handle
+  std::string name() const;  ///< empty for a stale handle
+  long id() const;           ///< -1 for a stale handle
+  Type type() const;         ///< Undefined for a stale handle
+  bool keyframed() const;    ///< true when keyframes animate it
+  bool active() const;       ///< false when set inactive (it then answers its inactive value)
+  std::optional<double> min() const;          ///< the "min" limit, when set
+  std::optional<double> max() const;          ///< the "max" limit, when set
+  std::optional<double> granularity() const;  ///< the step values snap to, when set
+  std::string unit() const;                   ///< the "unit" display hint, empty when absent
+  /// Any attribute of the "Parameter" element as written; empty when absent.
   std::string attribute(std::string_view name) const;
 
   // ---- values; every time is in seconds on the set's time line
-  // The number at `time` (Double, Long as a whole number, Bool as 0 or 1);
-  // nullopt for other types or a stale handle.
+  /// The number at `time` (Double, Long as a whole number, Bool as 0 or 1);
+  /// nullopt for other types or a stale handle.
   std::optional<double> value(double time) const;
-  // The text at `time` of a String parameter; nullopt otherwise.
+  /// The text at `time` of a String parameter; nullopt otherwise.
   std::optional<std::string> text(double time) const;
-  // Samples at start + i × step into `out`; false (out untouched) when the
-  // type is not numeric or the handle is stale.
+  /// Samples at start + i × step into `out`; false (out untouched) when the
+  /// type is not numeric or the handle is stale.
   bool values(double start, double step, std::span<double> out) const;
-  // Samples at each of `times` into `out` (as many as both hold); false as
-  // above, or when `out` is shorter than `times`.
+  /// Samples at each of `times` into `out` (as many as both hold); false as
+  /// above, or when `out` is shorter than `times`.
   bool values(std::span<const double> times, std::span<double> out) const;
-  // Samples at frames first, first + 1, … of `rate`, each at its exact frame
-  // time (never an accumulated step); false as above or for a bad rate.
+  /// Samples at frames first, first + 1, … of `rate`, each at its exact frame
+  /// time (never an accumulated step); false as above or for a bad rate.
   bool frames(Rate rate, std::int64_t first, std::span<double> out) const;
-  // The area under a Double parameter from the clip's start to `time`;
-  // nullopt for other types or a stale handle.
+  /// The area under a Double parameter from the clip's start to `time`;
+  /// nullopt for other types or a stale handle.
   std::optional<double> integral(double time) const;
 
   // ---- keyframes, in time order (stored order when two share a time)
-  std::vector<Keyframe> keys() const;
+  std::vector<Keyframe> keys() const;  ///< every keyframe; empty for a stale handle
 
   // ---- editing; a failed edit changes nothing
-  Status set_value(double value);  // the static value, clamped to the limits
-  Status set_text(std::string_view text);
-  // Adds a keyframe at `time` (stored as a share of the clip) where time
-  // order puts it, with `value`, or the value the curve has there. Returns
-  // its stored index.
+  Status set_value(double value);          ///< the static value, clamped to the limits
+  Status set_text(std::string_view text);  ///< a String parameter's static text
+  /// Adds a keyframe at `time` (stored as a share of the clip) where time
+  /// order puts it, with `value`, or the value the curve has there. Returns
+  /// its stored index.
   Result<unsigned int> add_key(double time, std::optional<double> value = std::nullopt,
                                Interpolation interpolation = Interpolation::Linear);
-  // Moves keyframe `index` to `time`, in its own kind of position (a share
-  // of the clip, or seconds), and back into time order. Returns its new index.
+  /// Moves keyframe `index` to `time`, in its own kind of position (a share
+  /// of the clip, or seconds), and back into time order. Returns its new index.
   Result<unsigned int> move_key(unsigned int index, double time);
-  Status remove_key(unsigned int index);
-  Status set_key_value(unsigned int index, double value);
+  Status remove_key(unsigned int index);                   ///< removes keyframe `index`
+  Status set_key_value(unsigned int index, double value);  ///< clamped to the limits
+  /// Refused when the parameter does not allow `interpolation`.
   Status set_key_interpolation(unsigned int index, Interpolation interpolation);
-  Status set_key_ease(unsigned int index, Ease ease);
+  Status set_key_ease(unsigned int index, Ease ease);  ///< the keyframe's easing
 
-  // The parameter itself, for what this API does not cover; null for a
-  // stale handle. Valid until the set changes.
+  /// The parameter itself, for what this API does not cover; null for a
+  /// stale handle. Valid until the set changes.
   const qdcore::CParam* native() const;
 
  private:
@@ -204,44 +214,46 @@ class QDPARAM_API Param {
   std::uint64_t m_generation = 0;
 };
 
-// A parameter set (one effect's parameters) and the clip it is evaluated on.
-// Copies share one set; snapshot() makes an independent one.
+/// A parameter set (one effect's parameters) and the clip it is evaluated on.
+/// Copies share one set; snapshot() makes an independent one.
 class QDPARAM_API Set {
  public:
-  Set();  // no parameters, start 0, duration 1
+  Set();  ///< no parameters, start 0, duration 1
 
-  // Reads a set from a file, or from XML text: the document element
-  // "Property", or a "Property" right inside it. The error names the line
-  // and column of what could not be read.
+  /// Reads a set from a file, or from XML text: the document element
+  /// "Property", or a "Property" right inside it. The error names the line
+  /// and column of what could not be read.
   static Result<Set> load(std::string_view path);
-  static Result<Set> parse(std::string_view xml);
-  // Writes the set to `path` atomically: a reader sees the old file or the
-  // new one, never a part; on failure the old file is left as it was.
+  static Result<Set> parse(std::string_view xml);  ///< as load(), from text
+  /// Writes the set to `path` atomically: a reader sees the old file or the
+  /// new one, never a part; on failure the old file is left as it was.
   Status store(std::string_view path) const;
-  std::string to_xml() const;  // the "Property" document the set stores
+  std::string to_xml() const;  ///< the "Property" document the set stores
 
   // ---- the clip
-  double start() const;
-  double duration() const;
-  void set_clip(double start, double duration);  // a duration ≤ 0 or NaN is refused
+  double start() const;     ///< where the clip starts on the host's time line, in seconds
+  double duration() const;  ///< the clip's length in seconds
+  void set_clip(double start, double duration);  ///< a duration ≤ 0 or NaN is refused
 
   // ---- parameters
+  /// The first parameter of that "name" in stored order; nullopt when none.
   std::optional<Param> param(std::string_view name) const;
+  /// The first parameter of that "id" in stored order; nullopt when none.
   std::optional<Param> param_by_id(long id) const;
-  std::vector<Param> params() const;  // in stored order
+  std::vector<Param> params() const;  ///< in stored order
 
   // ---- presets and validation
-  // A "Preset" of every parameter's value, as XML text.
+  /// A "Preset" of every parameter's value, as XML text.
   std::string preset() const;
-  // Takes the values of a preset (or any set's XML) by parameter id.
+  /// Takes the values of a preset (or any set's XML) by parameter id.
   Status apply(std::string_view xml);
-  // Runs the set's "Validation" rules; true when any limit or value changed.
+  /// Runs the set's "Validation" rules; true when any limit or value changed.
   Result<bool> validate();
 
-  // An independent copy (copy-on-write: cheap until either side changes).
+  /// An independent copy (copy-on-write: cheap until either side changes).
   Set snapshot() const;
 
-  // The set itself, for what this API does not cover.
+  /// The set itself, for what this API does not cover.
   const qdcore::CParamSet& native() const;
 
  private:
@@ -249,18 +261,18 @@ class QDPARAM_API Set {
   std::shared_ptr<detail::SetState> m_state;
 };
 
-// Per frame: the parameters a renderer needs, named once, and all their
-// values at a time in one call. Cheap to copy; shares the parameters' sets.
+/// Per frame: the parameters a renderer needs, named once, and all their
+/// values at a time in one call. Cheap to copy; shares the parameters' sets.
 class QDPARAM_API Frame {
  public:
-  explicit Frame(std::vector<Param> params);
-  // Every Double, Long and Bool parameter of `set`, in stored order.
+  explicit Frame(std::vector<Param> params);  ///< these parameters, in this order
+  /// Every Double, Long and Bool parameter of `set`, in stored order.
   static Frame numeric(const Set& set);
 
-  const std::vector<Param>& params() const { return m_params; }
-  // The value of each parameter at `time` into out[i], exactly as
-  // Param::value answers it, NaN where that answers nothing; false (out
-  // untouched) when `out` holds fewer than params().size() values.
+  const std::vector<Param>& params() const { return m_params; }  ///< the parameters
+  /// The value of each parameter at `time` into out[i], exactly as
+  /// Param::value answers it, NaN where that answers nothing; false (out
+  /// untouched) when `out` holds fewer than params().size() values.
   bool values(double time, std::span<double> out) const;
 
  private:

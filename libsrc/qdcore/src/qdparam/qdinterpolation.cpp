@@ -220,6 +220,8 @@ void EndsRange(const Segment& s, const SegmentShape&, double, double& lo, double
 
 void LinLogRange(const Segment& s, const SegmentShape&, double def, double& lo, double& hi) {
   if (s.y0 == -1.0 || s.y1 == -1.0) return Span(def, def, lo, hi);
+  // Below -1 the logarithm is NaN, which a whole number turns into anything.
+  if (!(s.y0 > -1.0 && s.y1 > -1.0)) return Span(-kUnbounded, kUnbounded, lo, hi);
   Span(s.y0, s.y1, lo, hi);
 }
 

@@ -48,6 +48,14 @@ struct ShowOptions {
   TimeLine timeLine;
 };
 
+struct FindOptions {
+  std::string file;
+  Selection selection;
+  TimeLine timeLine;
+  double value = 0.0;
+  bool all = false;  // every time, not only the first
+};
+
 struct DumpOptions {
   std::string file;
 };

@@ -505,4 +505,32 @@ TEST_F(Tool, FindSaysWhenItCannot) {
   EXPECT_EQ(Run({"find", "-p", "opacity"}).status, 2);  // --value is required
 }
 
+// ---- plot --path
+
+TEST_F(Tool, PlotPathDrawsTheTrajectoryWithVerticesAndSeconds) {
+  const Result result = Run({"plot", kPip, "--path", "position_x,position_y", "--out", "path.svg"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("wrote path.svg"));
+  const std::string svg = ReadFile(Path("path.svg"));
+  EXPECT_EQ(Count(svg, "class=\"path\""), 1u);
+  EXPECT_EQ(Count(svg, "class=\"vertex\""), 3u);  // position_x's keyframes
+  EXPECT_EQ(Count(svg, "class=\"tick\""), 11u);   // 0 s to 10 s
+  EXPECT_THAT(svg, HasSubstr("keyframe at 4 s: 20, 30"));
+}
+
+TEST_F(Tool, PlotPathNeedsTwoNumberParameters) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"position_x", "--path takes two parameter names"},
+      {"position_x,position_y,size", "--path takes two parameter names"},
+      {"position_x,caption", "caption is not a Double or Long parameter"},
+      {"position_x,nope", "no parameter named \"nope\""},
+  };
+  for (const auto& [path, message] : cases) {
+    const Result result = Run({"plot", "--path", path, "--out", "never.svg"});
+    EXPECT_EQ(result.status, 1) << path;
+    EXPECT_THAT(result.err, HasSubstr(message));
+  }
+  EXPECT_FALSE(fs::exists(Path("never.svg")));
+}
+
 }  // namespace

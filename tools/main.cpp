@@ -66,7 +66,11 @@ CLI::App* AddPlot(CLI::App& app, PlotOptions& options) {
   AddWindow(*command, options.timeLine);
   AddOutput(*command, options.out, options.force,
             "the SVG file to write (default: the input's name with .svg, here)");
-  command->footer("Example: qdparam plot examples/pip.xml --out pip.svg --force");
+  command->add_option("--path", options.path,
+                      "draw the motion path of two parameters, named as x,y, instead");
+  command->footer(
+      "Example: qdparam plot examples/pip.xml --out pip.svg --force\n"
+      "         qdparam plot examples/pip.xml --path position_x,position_y --out path.svg");
   return command;
 }
 

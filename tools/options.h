@@ -40,6 +40,7 @@ struct PlotOptions {
   TimeLine timeLine;
   std::string out;
   bool force = false;
+  std::string path;  // "x,y": the motion path of two parameters instead
 };
 
 struct ShowOptions {

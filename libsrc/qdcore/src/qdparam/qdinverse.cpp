@@ -19,6 +19,26 @@ class CachedKeys {
   const mtime* Times() const { return m_line.times.data(); }
   unsigned int Count() const { return static_cast<unsigned int>(m_line.times.size()); }
   bool Ordered() const { return m_line.ordered; }
+  // The line's index of segment bounds, made by `build` the first time; null
+  // without memory for it.
+  template <typename Build>
+  const ValueIndex* Index(Build build) const {
+    std::atomic<const ValueIndex*>& slot = m_line.valueIndex;
+    if (const ValueIndex* index = slot.load(std::memory_order_acquire)) return index;
+    const ValueIndex* fresh = nullptr;
+    try {
+      fresh = build();
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+    const ValueIndex* published = nullptr;
+    if (slot.compare_exchange_strong(published, fresh, std::memory_order_acq_rel,
+                                     std::memory_order_acquire)) {
+      return fresh;
+    }
+    delete fresh;  // another search published first, from the same records
+    return published;
+  }
   // Calls use(prev, next) with the keyframes around walk stop `stop`.
   template <typename Use>
   void WithPair(unsigned int stop, Use use) const {
@@ -53,6 +73,11 @@ class LiveKeys {
   const mtime* Times() const { return m_times.data(); }
   unsigned int Count() const { return static_cast<unsigned int>(m_times.size()); }
   bool Ordered() const { return m_ordered; }
+  // Read live, the keyframes may change between searches: no index is kept.
+  template <typename Build>
+  const ValueIndex* Index(Build) const {
+    return nullptr;
+  }
   template <typename Use>
   void WithPair(unsigned int stop, Use use) const {
     use(stop > 0 ? m_keys[stop - 1] : nullptr, stop < Count() ? m_keys[stop] : nullptr);

@@ -19,6 +19,7 @@
 #include "qdnumbers.h"
 #include "qdtimeline.h"
 #include "qdtypedvalue.h"
+#include "qdvalueindex.h"
 
 namespace qdcore {
 
@@ -54,6 +55,55 @@ double FirstWhere(double lo, double hi, Pred holds) {
 
 inline double Before(double t) {
   return std::nextafter(t, -std::numeric_limits<double>::infinity());
+}
+inline double After(double t) { return std::nextafter(t, std::numeric_limits<double>::infinity()); }
+
+// The earliest t in (lo, hi] at which a monotone value reaches v, coming
+// from `flo` at lo (not reached) towards `fhi` at hi (reached); `at` gives
+// the value at a time. Regula falsi with the Illinois weights guesses
+// (closed form where the value is a straight line), each guess is settled
+// against its neighbouring double, and halving the span by bits takes over
+// whenever the guesses stop narrowing it (steps of a grid, flat stretches).
+template <typename At>
+double FirstReaching(double lo, double hi, double flo, double fhi, double v, At at) {
+  const bool rising = flo < fhi;
+  const auto reached = [&](double f) { return rising ? f >= v : f <= v; };
+  double gl = flo - v, gh = fhi - v;  // weighted distances of the ends from v
+  int kept = 0;                       // +1: lo kept last time, -1: hi kept
+  int slow = 0;                       // guesses in a row that did not halve the span
+  for (;;) {
+    const std::int64_t a = OrderedBits(lo), b = OrderedBits(hi);
+    if (b - a <= 1) return hi;
+    const double middle = FromOrderedBits((a >> 1) + (b >> 1) + (a & b & 1));
+    double t = middle;
+    if (slow < 2 && gl != gh && std::isfinite(gl) && std::isfinite(gh)) {
+      t = lo + gl / (gl - gh) * (hi - lo);
+      if (!(t > lo && t < hi)) t = middle;
+    }
+    const double span = hi - lo;
+    const double ft = at(t);
+    if (reached(ft)) {
+      const double before = Before(t);
+      if (before <= lo) return t;
+      const double fb = at(before);
+      if (!reached(fb)) return t;
+      hi = before;
+      gh = fb - v;
+      if (kept == 1) gl *= 0.5;
+      kept = 1;
+    } else {
+      const double after = After(t);
+      if (after >= hi) return hi;
+      const double fa = at(after);
+      if (reached(fa)) return after;
+      lo = after;
+      gl = fa - v;
+      if (kept == -1) gh *= 0.5;
+      kept = -1;
+    }
+    slow = hi - lo > 0.5 * span ? slow + 1 : 0;
+    if (slow > 2) slow = 0;  // after a halving, guess again
+  }
 }
 
 // ===========================================================================
@@ -169,20 +219,30 @@ class CrossingSearch {
         m_context(context),
         m_def(curve.Fallback()) {}
 
-  // Walks the segments from the one holding `from`; false when the sink stopped it.
+  // Walks the segments from the one holding `from`; false when the sink
+  // stopped it. In time order the walk passes every keyframe at or before
+  // the time, so the segment holding `from` ends at the first one after it,
+  // and the others are found by their values' bounds.
   bool Run(bool ordered) {
+    if (!ordered) return Scan(0, -std::numeric_limits<double>::infinity());
     const mtime* times = m_keys.Times();
     const unsigned int count = m_keys.Count();
-    const double walkFrom = m_curve.WalkTime(m_from);
-    unsigned int i = 0;
-    double latest = -std::numeric_limits<double>::infinity();  // the latest key time passed
-    if (ordered) {
-      // The walk passes every keyframe at or before the time: the segment
-      // holding `from` ends at the first keyframe after it.
-      i = static_cast<unsigned int>(std::upper_bound(times, times + count, mtime(walkFrom)) -
-                                    times);
-      if (i > 0) latest = static_cast<double>(times[i - 1]);
+    const auto i = static_cast<unsigned int>(
+        std::upper_bound(times, times + count, mtime(m_curve.WalkTime(m_from))) - times);
+    const double latest =
+        i > 0 ? static_cast<double>(times[i - 1]) : -std::numeric_limits<double>::infinity();
+    if (const ValueIndex* index = m_keys.Index([&] { return BuildIndex(); })) {
+      return Indexed(*index, i, latest);
     }
+    return Scan(i, latest);
+  }
+
+ private:
+  // Every segment from walk stop `i` on, in turn, each passed over when its
+  // bounds and the jump into it cannot hold the value.
+  bool Scan(unsigned int i, double latest) {
+    const mtime* times = m_keys.Times();
+    const unsigned int count = m_keys.Count();
     double start = m_curve.ClipTime(latest);
     bool first = true;
     for (; i <= count; ++i) {
@@ -193,7 +253,12 @@ class CrossingSearch {
       const double walkEnd = last ? std::numeric_limits<double>::infinity() : at;
       const double end = m_curve.ClipTime(walkEnd);
       if (!(end <= m_from)) {
-        if (!SearchSegment(i, latest, walkEnd, start, end, first)) return false;
+        SegmentOutline outline;
+        std::vector<double>* turns = Outline(i, outline);
+        if (IsCandidate(outline, first) &&
+            !SearchSegment(i, latest, walkEnd, start, end, outline, *turns)) {
+          return false;
+        }
         first = false;
       }
       if (last || end > m_to) break;
@@ -203,27 +268,98 @@ class CrossingSearch {
     return true;
   }
 
- private:
-  // The segment the walk takes for walk times in [latest, walkEnd): clip
-  // times [start, end). False when the sink stopped the search.
-  bool SearchSegment(unsigned int stop, double latest, double walkEnd, double start, double end,
-                     bool first) {
+  // The segment holding `from`, then only those the index says may hold the value.
+  bool Indexed(const ValueIndex& index, unsigned int i, double latest) {
+    const mtime* times = m_keys.Times();
+    const unsigned int count = m_keys.Count();
+    for (bool first = true;; first = false) {
+      if (!first) {
+        i = index.FirstFrom(i, m_value);
+        if (i == ValueIndex::kNone) return true;
+        latest = static_cast<double>(times[i - 1]);  // i > 0: the first stop came first
+      }
+      const double start = m_curve.ClipTime(latest);
+      if (start > m_to) return true;
+      const double walkEnd =
+          i < count ? static_cast<double>(times[i]) : std::numeric_limits<double>::infinity();
+      const double end = m_curve.ClipTime(walkEnd);
+      SegmentOutline outline;
+      std::vector<double>* turns = Outline(i, outline);
+      if (!SearchSegment(i, latest, walkEnd, start, end, outline, *turns)) return false;
+      if (end > m_to || i == count) return true;
+      ++i;
+    }
+  }
+
+  // The outline of walk stop `stop` and its turns (in a buffer of the search).
+  std::vector<double>* Outline(unsigned int stop, SegmentOutline& outline) {
     const mtime* times = m_keys.Times();
     const unsigned int count = m_keys.Count();
     m_turns.clear();
-    SegmentOutline outline;
     const mtime prevTime = stop > 0 ? times[stop - 1] : mtime();
     const mtime nextTime = stop < count ? times[stop] : mtime(kNoNextTime);
     m_keys.WithPair(stop, [&](const auto* prev, const auto* next) {
       outline = OutlineSegment(m_curve.duration, prev, prevTime, next, nextTime, m_def, &m_turns);
     });
-    const bool candidate = IsCandidate(outline, first);
-    if (!candidate) return true;
+    return &m_turns;
+  }
+
+  // Restricted bounds; infinite when unknown.
+  void Bounds(const SegmentOutline& outline, double& lo, double& hi) const {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    lo = outline.lo;
+    hi = outline.hi;
+    if (!(std::isfinite(lo) && std::isfinite(hi))) {
+      lo = -kInfinity;
+      hi = kInfinity;
+      return;
+    }
+    lo = m_curve.Restrict(lo);
+    hi = m_curve.Restrict(hi);
+    if (lo > hi) std::swap(lo, hi);
+    if (std::isnan(lo) || std::isnan(hi)) {
+      lo = -kInfinity;
+      hi = kInfinity;
+    }
+  }
+
+  // Each walk stop of an ordered line with the bounds of its values and of
+  // the jump into it; a stop at the time of the one before is no segment.
+  const ValueIndex* BuildIndex() {
+    const mtime* times = m_keys.Times();
+    const unsigned int count = m_keys.Count();
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    std::vector<double> lo(count + 1, kInfinity), hi(count + 1, -kInfinity);
+    bool any = false;
+    double loBefore = 0.0, hiBefore = 0.0;
+    for (unsigned int i = 0; i <= count; ++i) {
+      if (i > 0 && i < count && !(times[i] > times[i - 1])) continue;
+      SegmentOutline outline;
+      Outline(i, outline);
+      double segmentLo = 0.0, segmentHi = 0.0;
+      Bounds(outline, segmentLo, segmentHi);
+      lo[i] = any ? std::min(segmentLo, loBefore) : segmentLo;
+      hi[i] = any ? std::max(segmentHi, hiBefore) : segmentHi;
+      loBefore = segmentLo;
+      hiBefore = segmentHi;
+      any = true;
+    }
+    return new ValueIndex(lo, hi);
+  }
+
+  // The segment the walk takes for walk times in [latest, walkEnd): clip
+  // times [start, end). False when the sink stopped the search.
+  bool SearchSegment(unsigned int stop, double latest, double walkEnd, double start, double end,
+                     const SegmentOutline& outline, const std::vector<double>& turns) {
+    const mtime* times = m_keys.Times();
+    const unsigned int count = m_keys.Count();
+    const mtime prevTime = stop > 0 ? times[stop - 1] : mtime();
+    const mtime nextTime = stop < count ? times[stop] : mtime(kNoNextTime);
     // Pieces on which the value is monotone, in clip time.
     const double a = std::max(start, m_from);
     m_points.clear();
     m_points.push_back(a);
-    for (double turn : m_turns) {
+    for (double turn : turns) {
       double walkTurn = turn;
       if (outline.easesSegment) walkTurn = UnEaseSegment(turn, prevTime, nextTime);
       if (!(walkTurn > latest && walkTurn < walkEnd)) continue;
@@ -251,20 +387,12 @@ class CrossingSearch {
   // into it from the segment before, does. The first one searched always
   // may: the jump at `from` comes from a segment not looked at.
   bool IsCandidate(const SegmentOutline& outline, bool first) {
-    double lo = outline.lo, hi = outline.hi;
-    const bool known = std::isfinite(lo) && std::isfinite(hi);
-    if (known) {
-      lo = m_curve.Restrict(lo);
-      hi = m_curve.Restrict(hi);
-      if (lo > hi) std::swap(lo, hi);
-    }
-    const bool previousKnown = m_knownBefore;
+    double lo = 0.0, hi = 0.0;
+    Bounds(outline, lo, hi);
     const double lower = std::min(lo, m_loBefore), upper = std::max(hi, m_hiBefore);
-    m_knownBefore = known;
     m_loBefore = lo;
     m_hiBefore = hi;
-    if (first || !known || !previousKnown) return true;
-    return lower <= m_value && m_value <= upper;
+    return first || (lower <= m_value && m_value <= upper);
   }
 
   static bool StrictlyBetween(double a, double b, double v) {
@@ -293,15 +421,9 @@ class CrossingSearch {
     const double e = b > m_to ? m_to : Before(b);
     if (!(e > a)) return true;
     const double fe = m_curve.At(e);
-    double t = 0.0;
-    if (fa < v && v <= fe) {
-      t = FirstWhere(a, e, [&](double x) { return m_curve.At(x) >= v; });
-    } else if (fa > v && v >= fe) {
-      t = FirstWhere(a, e, [&](double x) { return m_curve.At(x) <= v; });
-    } else {
-      return true;
-    }
-    return Report(t);
+    const bool crosses = (fa < v && v <= fe) || (fa > v && v >= fe);
+    if (!crosses) return true;
+    return Report(FirstReaching(a, e, fa, fe, v, [&](double x) { return m_curve.At(x); }));
   }
 
   const ValueCurve<Param>& m_curve;
@@ -311,7 +433,6 @@ class CrossingSearch {
   void* m_context;
   double m_def;
   double m_lastFound = -std::numeric_limits<double>::infinity();
-  bool m_knownBefore = false;
   double m_loBefore = 0.0, m_hiBefore = 0.0;
   std::vector<double> m_turns, m_points;
 };

@@ -12,6 +12,7 @@
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
 #include "qdparam/paramset.h"
+#include "qdvalueindex.h"
 #include "support/capture.h"
 #include "support/xml.h"
 
@@ -159,6 +160,31 @@ TEST(Inverse, SetFormsUseTheSetsTimeLine) {
   EXPECT_FALSE(set.GetPositionFromValueDouble(P(u"caption"), 1.0, position));
   EXPECT_FALSE(set.GetPositionFromValueDouble(static_cast<const CParam*>(nullptr), 1.0, position));
   EXPECT_EQ(static_cast<double>(position), -1.0);
+}
+
+// The tree finds the first segment from a given one whose bounds hold a value.
+TEST(Inverse, ValueIndexFindsTheNextSegmentThatMayHoldAValue) {
+  const double inf = std::numeric_limits<double>::infinity();
+  //                    0    1    2     3    4     5 (no segment)  6
+  const ValueIndex index({0, 10, 5, -inf, 40, inf, 0}, {4, 20, 12, inf, 50, -inf, 100});
+  const struct {
+    unsigned int from;
+    double value;
+    unsigned int first;
+  } cases[] = {
+      {0, 2, 0},
+      {0, 11, 1},
+      {2, 11, 2},
+      {0, 30, 3},
+      {4, 45, 4},
+      {4, 60, 6},
+      {5, 2, 6},
+      {7, 2, ValueIndex::kNone},
+      {4, 200, ValueIndex::kNone},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(index.FirstFrom(c.from, c.value), c.first) << c.from << " " << c.value;
+  }
 }
 
 // ---------------------------------------------------------------------------

@@ -34,6 +34,7 @@ struct PathKey {
   double walkTime;
   double clipTime;
   const CKeyFrame* keyFrame;
+  unsigned int listIndex;
 };
 
 // The clip's ease of the first parameter, if it has one.
@@ -53,12 +54,15 @@ struct ClipEase {
 std::vector<PathKey> KeysInTimeOrder(const CParam& param, mtime duration, const ClipEase& ease) {
   std::vector<PathKey> keys;
   const mtime minDuration = param.GetMinDuration();
-  for (const CKeyFrame* kf = param.FindNextKeyFrame(nullptr); kf; kf = param.FindNextKeyFrame(kf)) {
+  unsigned int index = 0;
+  for (const CKeyFrame* kf = param.FindNextKeyFrame(nullptr); kf;
+       kf = param.FindNextKeyFrame(kf), ++index) {
     const double t = static_cast<double>(kf->GetTime(duration, minDuration));
-    if (std::isfinite(t)) keys.push_back({t, 0.0, kf});
+    if (std::isfinite(t)) keys.push_back({t, 0.0, kf, index});
   }
-  std::stable_sort(keys.begin(), keys.end(),
-                   [](const PathKey& a, const PathKey& b) { return a.walkTime < b.walkTime; });
+  std::sort(keys.begin(), keys.end(), [](const PathKey& a, const PathKey& b) {
+    return a.walkTime < b.walkTime || (a.walkTime == b.walkTime && a.listIndex < b.listIndex);
+  });
   std::vector<PathKey> distinct;
   for (const PathKey& key : keys) {
     if (!distinct.empty() && distinct.back().walkTime == key.walkTime) distinct.pop_back();

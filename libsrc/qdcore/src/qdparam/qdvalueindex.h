@@ -6,9 +6,12 @@
 #include <cstddef>
 #include <vector>
 
+#include "qdparam/export.h"
+
 namespace qdcore {
 
-class ValueIndex {
+// Exported, though the header is private, so that the tests reach it.
+class QDPARAM_API ValueIndex {
  public:
   static constexpr unsigned int kNone = ~0u;
 

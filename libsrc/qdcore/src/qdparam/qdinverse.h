@@ -204,7 +204,9 @@ SegmentOutline OutlineSegment(mtime duration, const Key* prev, mtime prevTime, c
 using CrossingSink = bool (*)(void* context, double time);
 
 // The search over one clip. `Keys` gives the keyframes' times on the clip
-// in list order (Times, Count) and each keyframe as the blend reads it (At).
+// in list order (Times, Count, Ordered), the two keyframes around a walk
+// stop as the blend reads them (WithPair), and the line's index of segment
+// bounds where one can be kept (Index).
 template <typename Param, typename Keys>
 class CrossingSearch {
  public:

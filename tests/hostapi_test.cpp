@@ -408,3 +408,47 @@ TEST(HostApi, AFrameHoldsEveryNumberOfTheSet) {
 }
 
 }  // namespace
+
+namespace {
+
+// Inverse lookup and motion paths place keyframes on the clip as values do.
+TEST(HostApi, FindAndPathFollowTheClipAsValuesDo) {
+  qd::Set set = Load(kPip);
+  set.set_clip(10.0, 4.0);
+  const qd::Param x = ParamOf(set, "position_x"), y = ParamOf(set, "position_y");
+  const auto reached = x.find(20.0);
+  ASSERT_TRUE(reached);
+  // The "4s" keyframe, at 2 s of the 4 s clip; the curve arrives flat, so
+  // the last nanoseconds before it already round to the keyframe's value.
+  EXPECT_NEAR(*reached, 12.0, 1e-8);
+  EXPECT_NEAR(*x.value(*reached), 20.0, 1e-9);
+
+  const qd::Param opacity = ParamOf(set, "opacity");
+  const std::vector<double> halves = opacity.find_all(50.0);
+  ASSERT_EQ(halves.size(), 2u);  // fading in, fading out
+  EXPECT_EQ(opacity.find(50.0, halves[0] + 0.1), halves[1]);
+  EXPECT_EQ(opacity.find_all(50.0, std::nullopt, 1).size(), 1u);
+  EXPECT_FALSE(opacity.find(150.0));
+  EXPECT_FALSE(opacity.find(NAN));
+  EXPECT_FALSE(ParamOf(set, "caption").find(0.0));
+
+  // At a keyframe of the first parameter the path is at its vertex.
+  const qd::Param xy[] = {x, y};
+  double point[2] = {};
+  ASSERT_TRUE(set.path(xy, 12.0, point));
+  EXPECT_NEAR(point[0], *x.value(12.0), 1e-9);
+  EXPECT_NEAR(point[1], *y.value(12.0), 1e-9);
+
+  // Refused: nothing, too many, a parameter of another set, no room.
+  const qd::Set other = Load(kPip);
+  const qd::Param foreign[] = {x, ParamOf(other, "position_y")};
+  const std::vector<qd::Param> nine(9, x);
+  std::vector<double> out(9, -1.0);
+  EXPECT_FALSE(set.path({}, 12.0, out));
+  EXPECT_FALSE(set.path(nine, 12.0, out));
+  EXPECT_FALSE(set.path(foreign, 12.0, out));
+  EXPECT_FALSE(set.path(xy, 12.0, std::span<double>(out).first(1)));
+  EXPECT_EQ(out[0], -1.0);
+}
+
+}  // namespace

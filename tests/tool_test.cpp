@@ -246,7 +246,7 @@ TEST_F(Tool, ErrorsAreOneClearLine) {
 }
 
 TEST_F(Tool, EveryCommandExplainsItself) {
-  for (const std::string command : {"eval", "plot", "show", "dump", "validate"}) {
+  for (const std::string command : {"eval", "plot", "show", "dump", "validate", "find"}) {
     const Result result = Run({command, "--help"});
     EXPECT_EQ(result.status, 0) << command;
     EXPECT_THAT(result.out, AllOf(HasSubstr("Usage: qdparam " + command), HasSubstr("FILE")));
@@ -482,6 +482,72 @@ TEST_F(Tool, ValidateFailsWithoutRulesOrWithABrokenOne) {
   EXPECT_THAT(failed.out, HasSubstr("a (id 1): max (none) -> 2"));
   EXPECT_THAT(failed.err, HasSubstr("failed: an action names a missing parameter"));
   EXPECT_FALSE(fs::exists(Path("never.xml")));
+}
+
+// ---- find
+
+// The fades of the example: in over the first second, out over the last.
+TEST_F(Tool, FindPrintsWhenAValueIsReached) {
+  struct Case {
+    std::vector<std::string> args;
+    std::vector<std::string> lines;
+  } cases[] = {
+      {{"find", "-p", "opacity", "--value", "50"}, {"0.5"}},
+      {{"find", "-p", "opacity", "--value", "50", "--all"}, {"0.5", "9.5"}},
+      {{"find", "-p", "opacity", "--value", "50", "--from", "1"}, {"9.5"}},
+      {{"find", "-p", "opacity", "--value", "50", "--start", "100", "--all"}, {"100.5", "109.5"}},
+      // 0 to 12 px over 3 s, whole pixels on a grid of 2: 5 px (from 4.5)
+      // already shows as 6.
+      {{"find", "-p", "border_width", "--value", "6"}, {"1.125"}},
+  };
+  for (const Case& c : cases) {
+    const Result result = Run(c.args);
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(Lines(result.out), c.lines) << c.args.back();
+  }
+}
+
+TEST_F(Tool, FindSaysWhenItCannot) {
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"find", "-p", "opacity", "--value", "500"}, "opacity never reaches 500 between 0 s and 10 s"},
+      {{"find", "-p", "opacity", "--value", "50", "--to", "0.4"}, "never reaches 50"},
+      {{"find", "-p", "shadow", "--value", "1"}, "shadow is not a number parameter"},
+      {{"find", "--value", "1"}, "find looks at one parameter"},
+  };
+  for (const auto& [args, message] : cases) {
+    const Result result = Run(args);
+    EXPECT_EQ(result.status, 1) << message;
+    EXPECT_THAT(result.err, HasSubstr(message));
+  }
+  EXPECT_EQ(Run({"find", "-p", "opacity"}).status, 2);  // --value is required
+}
+
+// ---- plot --path
+
+TEST_F(Tool, PlotPathDrawsTheTrajectoryWithVerticesAndSeconds) {
+  const Result result = Run({"plot", kPip, "--path", "position_x,position_y", "--out", "path.svg"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("wrote path.svg"));
+  const std::string svg = ReadFile(Path("path.svg"));
+  EXPECT_EQ(Count(svg, "class=\"path\""), 1u);
+  EXPECT_EQ(Count(svg, "class=\"vertex\""), 3u);  // position_x's keyframes
+  EXPECT_EQ(Count(svg, "class=\"tick\""), 11u);   // 0 s to 10 s
+  EXPECT_THAT(svg, HasSubstr("keyframe at 4 s: 20, 30"));
+}
+
+TEST_F(Tool, PlotPathNeedsTwoNumberParameters) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"position_x", "--path takes two parameter names"},
+      {"position_x,position_y,size", "--path takes two parameter names"},
+      {"position_x,caption", "caption is not a Double or Long parameter"},
+      {"position_x,nope", "no parameter named \"nope\""},
+  };
+  for (const auto& [path, message] : cases) {
+    const Result result = Run({"plot", "--path", path, "--out", "never.svg"});
+    EXPECT_EQ(result.status, 1) << path;
+    EXPECT_THAT(result.err, HasSubstr(message));
+  }
+  EXPECT_FALSE(fs::exists(Path("never.svg")));
 }
 
 }  // namespace

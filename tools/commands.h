@@ -10,5 +10,6 @@ void Plot(const PlotOptions& options);
 void Show(const ShowOptions& options);
 void Dump(const DumpOptions& options);
 void Validate(const ValidateOptions& options);
+void Find(const FindOptions& options);
 
 }  // namespace qdtool

@@ -28,6 +28,7 @@ struct Commands {
   CLI::App* show;
   CLI::App* dump;
   CLI::App* validate;
+  CLI::App* find;
 };
 
 struct AllOptions {
@@ -36,6 +37,7 @@ struct AllOptions {
   ShowOptions show;
   DumpOptions dump;
   ValidateOptions validate;
+  FindOptions find;
 };
 
 CLI::App* AddEval(CLI::App& app, EvalOptions& options) {
@@ -64,7 +66,11 @@ CLI::App* AddPlot(CLI::App& app, PlotOptions& options) {
   AddWindow(*command, options.timeLine);
   AddOutput(*command, options.out, options.force,
             "the SVG file to write (default: the input's name with .svg, here)");
-  command->footer("Example: qdparam plot examples/pip.xml --out pip.svg --force");
+  command->add_option("--path", options.path,
+                      "draw the motion path of two parameters, named as x,y, instead");
+  command->footer(
+      "Example: qdparam plot examples/pip.xml --out pip.svg --force\n"
+      "         qdparam plot examples/pip.xml --path position_x,position_y --out path.svg");
   return command;
 }
 
@@ -92,15 +98,30 @@ CLI::App* AddValidate(CLI::App& app, ValidateOptions& options) {
   return command;
 }
 
+CLI::App* AddFind(CLI::App& app, FindOptions& options) {
+  CLI::App* command =
+      app.add_subcommand("find", "Print the time a parameter's value first reaches a number");
+  AddFileArgument(*command, options.file);
+  AddSelection(*command, options.selection);
+  AddDuration(*command, options.timeLine);
+  AddStart(*command, options.timeLine);
+  AddWindow(*command, options.timeLine);
+  command->add_option("-v,--value", options.value, "the value to look for")->required();
+  command->add_flag("-a,--all", options.all, "print every time it reaches the value");
+  command->footer("Example: qdparam find examples/pip.xml --param opacity --value 0.5");
+  return command;
+}
+
 void Run(const Commands& commands, const AllOptions& options) {
   if (commands.eval->parsed()) return Eval(options.eval);
   if (commands.plot->parsed()) return Plot(options.plot);
   if (commands.show->parsed()) return Show(options.show);
   if (commands.dump->parsed()) return Dump(options.dump);
   if (commands.validate->parsed()) return Validate(options.validate);
+  if (commands.find->parsed()) return Find(options.find);
 }
 
-constexpr const char* kCommandNames[] = {"eval", "plot", "show", "dump", "validate"};
+constexpr const char* kCommandNames[] = {"eval", "plot", "show", "dump", "validate", "find"};
 
 // CLI11 only says that a command is missing; name the word it did not know.
 std::string Unparsed(const CLI::ParseError& error, int argc, char** argv) {
@@ -108,7 +129,7 @@ std::string Unparsed(const CLI::ParseError& error, int argc, char** argv) {
   const bool known = std::any_of(std::begin(kCommandNames), std::end(kCommandNames),
                                  [&](const char* name) { return first == name; });
   if (known || (!first.empty() && first[0] == '-')) return error.what();
-  const std::string list = "the commands are eval, plot, show, dump and validate";
+  const std::string list = "the commands are eval, plot, show, dump, validate and find";
   return first.empty() ? "a command is required: " + list
                        : "unknown command \"" + first + "\"; " + list;
 }
@@ -133,7 +154,7 @@ int main(int argc, char** argv) {
   AllOptions options;
   const Commands commands{AddEval(app, options.eval), AddPlot(app, options.plot),
                           AddShow(app, options.show), AddDump(app, options.dump),
-                          AddValidate(app, options.validate)};
+                          AddValidate(app, options.validate), AddFind(app, options.find)};
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& help) {

@@ -40,12 +40,21 @@ struct PlotOptions {
   TimeLine timeLine;
   std::string out;
   bool force = false;
+  std::string path;  // "x,y": the motion path of two parameters instead
 };
 
 struct ShowOptions {
   std::string file;
   Selection selection;
   TimeLine timeLine;
+};
+
+struct FindOptions {
+  std::string file;
+  Selection selection;
+  TimeLine timeLine;
+  double value = 0.0;
+  bool all = false;  // every time, not only the first
 };
 
 struct DumpOptions {

@@ -13,6 +13,7 @@
 #include "failure.h"
 #include "names.h"
 #include "outputfile.h"
+#include "pathplot.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/qdcalc.h"
 #include "qdparam/types.h"
@@ -249,6 +250,22 @@ Chart BuildChart(const Document& document, const std::vector<const CParam*>& par
   return chart;
 }
 
+// Both parameters of --path, each a number that moves or stands.
+std::string PathSvg(const Document& document, const PlotOptions& options) {
+  const std::vector<std::string> names = PathNames(options.path);
+  std::vector<qd::Param> params;
+  for (const std::string& name : names) {
+    const std::vector<const CParam*> found = SelectParams(document.Set(), Selection{{name}, {}});
+    const CParam& param = *found.front();
+    if (param.GetType() != PARAM_DOUBLE && param.GetType() != PARAM_LONG) {
+      throw Failure(ParamLabel(param) + " is not a Double or Long parameter: it has no path");
+    }
+    params.push_back(document.Handle(param));
+  }
+  const Window window = ResolveWindow(options.timeLine);
+  return RenderPath(document.Api(), params[0], params[1], document.Name(), window.from, window.to);
+}
+
 std::string DefaultOutput(const Document& document) {
   return std::filesystem::path(document.Path()).stem().string() + ".svg";
 }
@@ -263,6 +280,11 @@ void Plot(const PlotOptions& options) {
   const std::string out = options.out.empty() ? DefaultOutput(document) : options.out;
   CheckOutputPath(out, options.force);
   PlaceOnClip(document.Api(), options.timeLine);
+  if (!options.path.empty()) {
+    WriteTextFile(out, PathSvg(document, options), options.force);
+    std::printf("wrote %s: the path of %s\n", out.c_str(), options.path.c_str());
+    return;
+  }
   const Chart chart =
       BuildChart(document, SelectParams(document.Set(), options.selection), options.timeLine);
   if (chart.panels.empty()) throw Failure("nothing to draw: no numeric parameter chosen");

@@ -163,6 +163,21 @@ class QDPARAM_API CParam : public CXMLObject {
   bool GetValueArrayLong(const mtime& duration, const mtime& start, const mtime& step,
                          long* pValues, unsigned long uNValues) const;
 
+  // ---- the inverse: times at which the value, exactly as GetValueDouble
+  // gives it on a clip of `duration`, reaches `value` (equals it, or jumps
+  // across it). Only an active, keyframed Double or Long parameter moves; a
+  // constant or inactive one reaches only its own value, at `from`.
+  // The earliest such time in [from, duration]; false, `position`
+  // untouched, when there is none, the type is not a number or an argument is NaN.
+  bool GetPositionFromValueDouble(double value, const mtime& duration, mtime& position,
+                                  const mtime& from = mtime::null) const;
+  // Every such time in [from, duration], earliest first; the first
+  // `capacity` go to `positions` (null: only counted). Returns how many
+  // there are, 0 on the failures above.
+  unsigned int GetPositionsFromValueDouble(double value, const mtime& duration, mtime* positions,
+                                           unsigned int capacity,
+                                           const mtime& from = mtime::null) const;
+
  protected:
   bool AddKey(CKeyFrame& kf, const mtime& duration, bool setValue);
 
@@ -185,10 +200,16 @@ class QDPARAM_API CParam : public CXMLObject {
   unsigned int InterpolateBinary_ColorWheel(mtime time, mtime duration, const CKeyFrame* prev,
                                             mtime prevTime, const CKeyFrame* next, mtime nextTime,
                                             unsigned char* buffer, unsigned int size) const;
-  unsigned int InterpolateBinary_MaskMultiPolygon(mtime time, mtime duration,
-                                                  const CKeyFrame* prev, mtime prevTime,
-                                                  const CKeyFrame* next, mtime nextTime,
-                                                  unsigned char* buffer, unsigned int size) const;
+  unsigned int InterpolateBinary_MaskMultiPolygon(mtime time, mtime duration, const CKeyFrame* prev,
+                                                  mtime prevTime, const CKeyFrame* next,
+                                                  mtime nextTime, unsigned char* buffer,
+                                                  unsigned int size) const;
+
+  // Hands each crossing of `value` in [from, duration] to `sink` in time
+  // order until it returns false; false when the parameter cannot be searched.
+  // `minDuration` as evaluation takes it (ParamEvaluation).
+  bool FindValueCrossings(double value, const mtime& duration, mtime minDuration, const mtime& from,
+                          bool (*sink)(void* context, double time), void* context) const;
 
   // What evaluation reads, parsed once and kept until a write changes it;
   // built by const evaluations, never seen by callers (qdevalcache.h).
@@ -200,7 +221,7 @@ class QDPARAM_API CParam : public CXMLObject {
 
   CKeyFrameList m_KeyFrameList;
   mutable CZMTime m_MinDuration;  // mtime::unassigned: recompute (GetMinDuration fills it)
-  mutable unsigned int m_Type;  // PARAM_UNDEFINED until GetType has read "type"
+  mutable unsigned int m_Type;    // PARAM_UNDEFINED until GetType has read "type"
   // Owned; never shared by copies. A plain pointer inside, so that the
   // parameter stays relocatable byte by byte; a released one holds none.
   mutable std::atomic<EvalCache*> m_EvalCache{nullptr};

@@ -108,6 +108,15 @@ class QDPARAM_API CParamSet : public CXMLObject {
   double GetIntegralDouble(const CZPoolString& name, const mtime& time) const;
   double GetIntegralDouble(unsigned long id, const mtime& time) const;
   double GetIntegralDouble(const CParam* param, const mtime& time) const;
+  // The earliest time at or after `from` (set times) at which the
+  // parameter's value reaches `value` (CParam::GetPositionFromValueDouble);
+  // false, `position` untouched, when it never does or the parameter is not found.
+  bool GetPositionFromValueDouble(const CZPoolString& name, double value, mtime& position,
+                                  const mtime& from = mtime::null) const;
+  bool GetPositionFromValueDouble(unsigned long id, double value, mtime& position,
+                                  const mtime& from = mtime::null) const;
+  bool GetPositionFromValueDouble(const CParam* param, double value, mtime& position,
+                                  const mtime& from = mtime::null) const;
 
   // Dumps the set, its parameters and their keyframes to the trace when the
   // level is active; dumps from several threads never interleave.

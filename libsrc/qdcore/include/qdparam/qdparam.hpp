@@ -179,6 +179,14 @@ class QDPARAM_API Param {
   /// The area under a Double parameter from the clip's start to `time`;
   /// nullopt for other types or a stale handle.
   std::optional<double> integral(double time) const;
+  /// The earliest time from `after` (the clip's start when left out) to the
+  /// clip's end at which the value reaches `target`: equals it, or jumps
+  /// across it. nullopt when it never does, for a parameter that is not
+  /// Double or Long, a NaN argument or a stale handle.
+  std::optional<double> find(double target, std::optional<double> after = std::nullopt) const;
+  /// Every such time in order, at most `limit` of them; empty as above.
+  std::vector<double> find_all(double target, std::optional<double> after = std::nullopt,
+                               std::size_t limit = 100000) const;
 
   // ---- keyframes, in time order (stored order when two share a time)
   std::vector<Keyframe> keys() const;  ///< every keyframe; empty for a stale handle
@@ -249,6 +257,15 @@ class QDPARAM_API Set {
   Status apply(std::string_view xml);
   /// Runs the set's "Validation" rules; true when any limit or value changed.
   Result<bool> validate();
+
+  /// The point at `time` on the motion path through the keyed values of
+  /// `params` (Double or Long parameters of this set, one to eight): the
+  /// vertices are their values at the first one's keyframes, joined by a
+  /// centripetal Catmull-Rom curve travelled at the pace of its keyframes.
+  /// One coordinate per parameter into `out`; false (out untouched) for a
+  /// count out of range, a stale, foreign or non-numeric parameter, or an
+  /// `out` that is too short.
+  bool path(std::span<const Param> params, double time, std::span<double> out) const;
 
   /// An independent copy (copy-on-write: cheap until either side changes).
   Set snapshot() const;

@@ -135,6 +135,17 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   const CKeyFrame* Stepped(const CParam& param, mtime time, mtime duration, mtime minDuration,
                            const KeyRecord*& record, unsigned int& cursor) const;
 
+  // ---- the keyframes laid out on one clip, for searches over time
+  // The clip's time line; null when the walk must read the list live or the
+  // line cannot be kept.
+  const Timeline* LineFor(mtime duration, mtime minDuration) const {
+    return m_liveWalk ? nullptr : TimelineFor(duration, minDuration);
+  }
+  // Keyframe `index` as the blend reads it on `line`.
+  CachedKey Key(const CParam& param, unsigned int index, const Timeline* line) const {
+    return KeyAt(param, index, line);
+  }
+
  private:
   struct Bracket;
   bool Build(const CParam& param);

@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <new>
 
 #include "qdformatnames.h"
 #include "qdhostapi.h"
@@ -233,6 +234,45 @@ bool Param::frames(Rate rate, std::int64_t first, std::span<double> out) const {
       [&](std::size_t i) { return rate.frame_time(first + static_cast<std::int64_t>(i)); },
       out.data());
   return true;
+}
+
+}  // namespace qd
+
+// ---------------------------------------------------------------------------
+// Where the value reaches a target
+// ---------------------------------------------------------------------------
+
+namespace qd {
+
+std::vector<double> Param::find_all(double target, std::optional<double> after,
+                                    std::size_t limit) const {
+  const CParam* p = Resolve();
+  if (!p || limit == 0) return {};
+  const CParamSet& set = m_state->set;
+  const double start = set.GetStartTime();
+  struct Found {
+    std::vector<double> times;
+    std::size_t limit;
+    double start;
+  } found{{}, limit, start};
+  const auto take = [](void* context, double time) {
+    auto* f = static_cast<Found*>(context);
+    f->times.push_back(time + f->start);
+    return f->times.size() < f->limit;
+  };
+  const double from = after ? *after - start : 0.0;
+  try {
+    ParamEvaluation::Crossings(*p, target, set.GetDuration(), ClipFit(*p), from, take, &found);
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+  return std::move(found.times);
+}
+
+std::optional<double> Param::find(double target, std::optional<double> after) const {
+  const std::vector<double> first = find_all(target, after, 1);
+  if (first.empty()) return std::nullopt;
+  return first.front();
 }
 
 }  // namespace qd

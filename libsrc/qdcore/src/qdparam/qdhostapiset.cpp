@@ -1,5 +1,6 @@
 // The host API's set: loading, storing, the clip, lookups, presets,
 // validation and snapshots.
+#include <array>
 #include <cmath>
 #include <utility>
 
@@ -7,7 +8,9 @@
 #include "qdformatnames.h"
 #include "qdhostapi.h"
 #include "qdkeys.h"
+#include "qdparam/paramutil.h"
 #include "qdparam/validator.h"
+#include "qdparamevaluation.h"
 
 namespace qd {
 
@@ -214,6 +217,19 @@ Result<bool> Set::validate() {
   bool changed = false;
   if (!rules.Validate(&m_state->set, changed)) return Failure("a validation rule failed");
   return changed;
+}
+
+bool Set::path(std::span<const Param> params, double time, std::span<double> out) const {
+  if (params.empty() || params.size() > CParamUtil::kMaxPathParams || out.size() < params.size()) {
+    return false;
+  }
+  std::array<const CParam*, CParamUtil::kMaxPathParams> objects{};
+  for (std::size_t i = 0; i < params.size(); ++i) {
+    // Only this set's own parameters: a path runs on one clip.
+    if (params[i].m_state != m_state || !(objects[i] = params[i].native())) return false;
+  }
+  return InterpolateParamsPath(m_state->set, objects.data(),
+                               static_cast<unsigned int>(params.size()), time, out.data());
 }
 
 Set Set::snapshot() const {

@@ -3,7 +3,8 @@
 //   1. Values     each kind's value at a time
 //   2. Samplers   each kind's samples of one segment, for value arrays
 //   3. Integrals  each kind's area
-//   4. The table
+//   4. Shapes     the values each kind spans and where it turns (inverse lookup)
+//   5. The table
 #include "qdinterpolation.h"
 
 #include <algorithm>
@@ -196,7 +197,151 @@ double LinearIntegral(const Segment& s) {
 double CurvedIntegral(const Segment&) { return 1.0; }
 
 // ===========================================================================
-// 4. The table
+// 4. Shapes
+// ===========================================================================
+
+constexpr double kUnbounded = std::numeric_limits<double>::infinity();
+
+void Span(double a, double b, double& lo, double& hi) {
+  lo = std::min(a, b);
+  hi = std::max(a, b);
+}
+
+void Widen(double v, double& lo, double& hi) {
+  lo = std::min(lo, v);
+  hi = std::max(hi, v);
+}
+
+// Both are monotone between their ends: LinLog is the mean of two blends
+// that move the same way.
+void EndsRange(const Segment& s, const SegmentShape&, double, double& lo, double& hi) {
+  Span(s.y0, s.y1, lo, hi);
+}
+
+void LinLogRange(const Segment& s, const SegmentShape&, double def, double& lo, double& hi) {
+  if (s.y0 == -1.0 || s.y1 == -1.0) return Span(def, def, lo, hi);
+  // Below -1 the logarithm is NaN, which a whole number turns into anything.
+  if (!(s.y0 > -1.0 && s.y1 > -1.0)) return Span(-kUnbounded, kUnbounded, lo, hi);
+  Span(s.y0, s.y1, lo, hi);
+}
+
+// A Bezier curve stays inside the hull of its controls.
+void BezierRange(const Segment& s, const SegmentShape& shape, double, double& lo, double& hi) {
+  Span(s.y0, s.y1, lo, hi);
+  Widen(s.y0 + shape.handles.outValue, lo, hi);
+  Widen(s.y1 + shape.handles.inValue, lo, hi);
+}
+
+// The roots in (0, 1) of the derivative of a cubic Bezier with controls
+// p0..p3, appended to `out`: the curve is monotone between them.
+void BezierTurns(double p0, double p1, double p2, double p3, double (&out)[2], int& count) {
+  count = 0;
+  const double d0 = p1 - p0, d1 = p2 - p1, d2 = p3 - p2;
+  const double a = d0 - 2.0 * d1 + d2, b = 2.0 * (d1 - d0), c = d0;
+  const auto keep = [&](double u) {
+    if (u > 0.0 && u < 1.0) out[count++] = u;
+  };
+  const double scale = std::max({std::fabs(a), std::fabs(b), std::fabs(c)});
+  if (!(scale > 0.0)) return;
+  if (std::fabs(a) <= 1e-12 * scale) {
+    if (b != 0.0) keep(-c / b);
+    return;
+  }
+  const double disc = b * b - 4.0 * a * c;
+  if (disc < 0.0) return;
+  // The form without cancellation for both roots.
+  const double q = -0.5 * (b + std::copysign(std::sqrt(disc), b));
+  keep(q / a);
+  if (q != 0.0) keep(c / q);
+}
+
+// The value turns where its curve of u does, and the solve for u may switch
+// roots where the time curve turns back.
+void BezierSegmentTurns(const Segment& s, const SegmentShape& shape, std::vector<double>& out) {
+  const BezierHandles& h = shape.handles;
+  const double t0 = static_cast<double>(s.t0), t1 = static_cast<double>(s.t1);
+  const double c1 = static_cast<double>(h.outTime * s.duration + t0);
+  const double c2 = static_cast<double>(h.inTime * s.duration + t1);
+  double u[2];
+  int count = 0;
+  for (int curve = 0; curve < 2; ++curve) {
+    if (curve == 0) {
+      BezierTurns(s.y0, s.y0 + h.outValue, s.y1 + h.inValue, s.y1, u, count);
+    } else {
+      BezierTurns(t0, c1, c2, t1, u, count);
+    }
+    for (int i = 0; i < count; ++i) out.push_back(BezierValue(u[i], t0, c1, c2, t1));
+  }
+}
+
+// Anchors in time order inside the segment: the pieces tile it and each one
+// stays inside the hull of its controls. Otherwise the pieces extrapolate.
+bool AnchorsTileSegment(const Segment& s, const SegmentShape& shape) {
+  mtime last = s.t0;
+  for (unsigned int i = 0; i < shape.anchorCount; ++i) {
+    const mtime at = shape.anchors[i].position * s.duration;
+    if (!(at > last)) return false;
+    last = at;
+  }
+  return s.t1 > last;
+}
+
+void SplineRange(const Segment& s, const SegmentShape& shape, double, double& lo, double& hi) {
+  if (shape.anchorCount == 0) {
+    // Eases keep the ends; the line runs between its values there.
+    Segment at = s;
+    at.time = s.t0;
+    const double first = SplineWithoutAnchors(at, shape.eases);
+    at.time = s.t1;
+    return Span(first, SplineWithoutAnchors(at, shape.eases), lo, hi);
+  }
+  if (!AnchorsTileSegment(s, shape)) return Span(-kUnbounded, kUnbounded, lo, hi);
+  Span(s.y0, s.y1, lo, hi);
+  for (unsigned int i = 0; i <= shape.anchorCount; ++i) {
+    const SplinePiece piece = MakeSplinePiece(s, shape.anchors, shape.anchorCount, i);
+    if (piece.flat) {
+      Widen(piece.level, lo, hi);
+      continue;
+    }
+    Widen(piece.controls.c1, lo, hi);
+    Widen(piece.controls.c2, lo, hi);
+    Widen(piece.controls.end, lo, hi);
+  }
+}
+
+// The time in [a, b] that the ease in and out moves to `eased`.
+double UnEaseInOut(double eased, double a, double b) {
+  const double h = (b - a) * 0.5;
+  const double u = FindUForBezierValue(eased, a, a, b, b);
+  return BezierValue(u, a, a + h, b - h, b);
+}
+
+// Each anchor starts a piece; inside a piece the value turns where its
+// curve of u does.
+void SplineTurns(const Segment& s, const SegmentShape& shape, std::vector<double>& out) {
+  const unsigned int count = shape.anchorCount;
+  if (count == 0) return;  // a straight line
+  for (unsigned int i = 0; i < count; ++i) out.push_back(shape.anchors[i].position * s.duration);
+  for (unsigned int i = 0; i <= count; ++i) {
+    const SplinePiece piece = MakeSplinePiece(s, shape.anchors, count, i);
+    if (piece.flat) continue;
+    const CubicControls& c = piece.controls;
+    double u[2];
+    int roots = 0;
+    BezierTurns(c.start, c.c1, c.c2, c.end, u, roots);
+    const double start = static_cast<double>(piece.start), end = static_cast<double>(piece.end);
+    for (int j = 0; j < roots; ++j) {
+      double at = start + u[j] * (end - start);
+      if ((shape.eases & TIMETRANSLATION_ANCHOREASEINOUT) && start < end) {
+        at = UnEaseInOut(at, start, end);
+      }
+      out.push_back(at);
+    }
+  }
+}
+
+// ===========================================================================
+// 5. The table
 // ===========================================================================
 
 // None is a member of a parameter's allowed set, not a keyframe's blend: a
@@ -204,13 +349,20 @@ double CurvedIntegral(const Segment&) { return 1.0; }
 }  // namespace
 
 extern constexpr InterpolationKind kInterpolationKinds[kInterpolationKindCount] = {
-    {INTERPOLATION_HOLD, ShapeNeeds::Nothing, true, nullptr, nullptr, &HeldIntegral},
-    {INTERPOLATION_LINEAR, ShapeNeeds::Nothing, false, &Linear, &SampleLinear, &LinearIntegral},
-    {INTERPOLATION_BEZIER, ShapeNeeds::Handles, false, &Bezier, &SampleBezier, &CurvedIntegral},
-    {INTERPOLATION_LINLOG, ShapeNeeds::Logarithms, false, &LinLog, &SampleLinLog, &CurvedIntegral},
-    {INTERPOLATION_SPLINE, ShapeNeeds::Anchors, false, &Spline, &SampleSpline, &CurvedIntegral},
-    {INTERPOLATION_CUSTOM, ShapeNeeds::Nothing, true, nullptr, nullptr, &HeldIntegral},
-    {INTERPOLATION_NONE, ShapeNeeds::Nothing, false, nullptr, nullptr, &HeldIntegral},
+    {INTERPOLATION_HOLD, ShapeNeeds::Nothing, true, nullptr, nullptr, &HeldIntegral, nullptr,
+     nullptr},
+    {INTERPOLATION_LINEAR, ShapeNeeds::Nothing, false, &Linear, &SampleLinear, &LinearIntegral,
+     &EndsRange, nullptr},
+    {INTERPOLATION_BEZIER, ShapeNeeds::Handles, false, &Bezier, &SampleBezier, &CurvedIntegral,
+     &BezierRange, &BezierSegmentTurns},
+    {INTERPOLATION_LINLOG, ShapeNeeds::Logarithms, false, &LinLog, &SampleLinLog, &CurvedIntegral,
+     &LinLogRange, nullptr},
+    {INTERPOLATION_SPLINE, ShapeNeeds::Anchors, false, &Spline, &SampleSpline, &CurvedIntegral,
+     &SplineRange, &SplineTurns},
+    {INTERPOLATION_CUSTOM, ShapeNeeds::Nothing, true, nullptr, nullptr, &HeldIntegral, nullptr,
+     nullptr},
+    {INTERPOLATION_NONE, ShapeNeeds::Nothing, false, nullptr, nullptr, &HeldIntegral, nullptr,
+     nullptr},
 };
 
 // A code finds its kind by the position of its bit (FindInterpolationKind).

@@ -9,6 +9,7 @@
 
 #include <bit>
 #include <cmath>
+#include <vector>
 
 #include "qdbezierinverse.h"
 #include "qdcore/core.h"
@@ -214,8 +215,9 @@ struct SampleRun {
 // ===========================================================================
 
 // One interpolation kind: what it reads, its value at a time, a sampler for
-// value arrays and its integral. Room is left here for what else every kind
-// must answer (slope, value range, inverse).
+// value arrays, its integral, and what the inverse lookup asks of it (the
+// values it spans, where it may turn). Room is left for what else every
+// kind must answer (slope).
 struct InterpolationKind {
   unsigned int code;  // INTERPOLATION_*
   ShapeNeeds needs;
@@ -227,6 +229,13 @@ struct InterpolationKind {
   SampleRun (*sample)(const Segment& s, const SegmentShape& shape, const SampleSpan& span);
   // The integral over [t0, min(time, t1)].
   double (*integral)(const Segment& s);
+  // Bounds `lo` <= `hi` of every value over [t0, t1] (infinite when they
+  // cannot be known); null for a kind that holds or has no value.
+  void (*range)(const Segment& s, const SegmentShape& shape, double def, double& lo, double& hi);
+  // Appends the times in (t0, t1), as the kind's value sees its time, where
+  // that value may turn or jump: between two of them it is monotone. Null:
+  // monotone over the whole segment.
+  void (*turns)(const Segment& s, const SegmentShape& shape, std::vector<double>& out);
 };
 
 // In bit order: entry i is the kind whose code is 1 << i.

@@ -24,11 +24,25 @@ struct ParamEvaluation {
                           mtime step, double* values, unsigned long count);
   // Samples at the given times, each as Double with default 0; nearby times
   // in a row are found from one another.
+  // Hands each time in [from, duration] at which the value reaches `value`
+  // to `sink`, in time order, until it returns false; false when the
+  // parameter cannot be searched (see GetPositionFromValueDouble).
+  static bool Crossings(const CParam& param, double value, mtime duration, mtime minDuration,
+                        mtime from, bool (*sink)(void* context, double time), void* context) {
+    return param.FindValueCrossings(value, duration, minDuration, from, sink, context);
+  }
   // Makes the next GetMinDuration count again: removing or moving an
   // absolute keyframe leaves the cached span as it was.
   static void ForgetMinDuration(CParam& param);
   static void AtTimes(const CParam& param, mtime duration, mtime minDuration, const double* times,
                       double* values, std::size_t count);
 };
+
+class CParamSet;
+
+// CParamUtil::InterpolateParamsSpline with the parameters given as objects
+// of `set`, for callers that hold them already.
+bool InterpolateParamsPath(const CParamSet& set, const CParam* const* params, unsigned int count,
+                           const mtime& time, double* values);
 
 }  // namespace qdcore

@@ -107,6 +107,26 @@ double CParamSet::GetIntegralDouble(unsigned long id, const mtime& time) const {
   return GetIntegralDouble(Get(id), time);
 }
 
+// The search runs on the parameter's clip; the answer comes back to the set's.
+bool CParamSet::GetPositionFromValueDouble(const CParam* param, double value, mtime& position,
+                                           const mtime& from) const {
+  if (!param) return false;
+  mtime onClip;
+  if (!param->GetPositionFromValueDouble(value, GetDuration(), onClip, Relative(from, *this))) {
+    return false;
+  }
+  position = onClip + GetStartTime();
+  return true;
+}
+bool CParamSet::GetPositionFromValueDouble(const CZPoolString& name, double value, mtime& position,
+                                           const mtime& from) const {
+  return GetPositionFromValueDouble(Get(name), value, position, from);
+}
+bool CParamSet::GetPositionFromValueDouble(unsigned long id, double value, mtime& position,
+                                           const mtime& from) const {
+  return GetPositionFromValueDouble(Get(id), value, position, from);
+}
+
 // ---------------------------------------------------------------------------
 // Display
 // ---------------------------------------------------------------------------

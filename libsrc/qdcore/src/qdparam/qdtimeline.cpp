@@ -8,6 +8,7 @@
 
 #include "qdevalcache.h"
 #include "qdparam/processing.h"
+#include "qdvalueindex.h"
 
 namespace qdcore {
 
@@ -22,6 +23,8 @@ bool IsPreparedBezier(const KeyRecord& record) {
 }
 
 }  // namespace
+
+Timeline::~Timeline() { delete valueIndex.load(std::memory_order_relaxed); }
 
 // Comparing a few times at once costs less than halving down to one.
 constexpr std::size_t kCounted = 16;

@@ -3,6 +3,7 @@
 // list-order walk.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -10,6 +11,8 @@
 #include "qdcore/core.h"
 
 namespace qdcore {
+
+class ValueIndex;
 
 // Keyframe times resolved for one clip length and minimum duration.
 struct Timeline {
@@ -19,6 +22,15 @@ struct Timeline {
   // By keyframe: the time curve of the Bezier segment it starts (to the
   // next keyframe in the list, as the walk pairs them). Empty without one.
   std::vector<BezierInverse> bezier;
+  // The bounds of each segment's values (walk stop i: the segment between
+  // keyframes i - 1 and i), made by the first search over values that needs
+  // them (qdinverse.h); null until then. Owned.
+  mutable std::atomic<const ValueIndex*> valueIndex{nullptr};
+
+  Timeline() = default;
+  Timeline(const Timeline&) = delete;
+  Timeline& operator=(const Timeline&) = delete;
+  ~Timeline();
 
   // The index of the keyframe the list-order walk stops at (the first one
   // not at or before `time`), the count when it runs out. `cursor` is the

@@ -30,7 +30,7 @@ class QDPARAM_API CParam : public CXMLObject {
   explicit CParam(const CXMLObject& xml);
   /// Shares the other's element and copies its keyframes.
   CParam(const CParam& other);
-  /// Takes the other's element, keyframes and cached duration.
+  /// Becomes a copy of `other`: element, keyframes and cached duration.
   CParam& operator=(const CParam& other);
   /// Releases the element, the keyframes and the cached duration.
   ~CParam();
@@ -222,10 +222,11 @@ class QDPARAM_API CParam : public CXMLObject {
 
   // ---- value at a time of an effect of `duration` (the host calls these
   // per frame). Failures report and return the default.
-  /// The number at `time`, limited and snapped; `def` when there is no value or the type is
-  /// not numeric.
+  /// The number at `time`, limited and snapped (Long and Bool converted); `def` when a Double
+  /// parameter has no value there or the type is not numeric.
   double GetValueDouble(const mtime& time, const mtime& duration, double def) const;
-  /// The whole number at `time`, limited and snapped; `def` as for GetValueDouble.
+  /// The whole number at `time` (a Double truncated, a Long limited and snapped); `def` when a
+  /// Long parameter has no value there or the type is not numeric.
   long GetValueLong(const mtime& time, const mtime& duration, long def) const;
   /// The boolean at `time` (numbers: not 0); `def` when there is no value.
   bool GetValueBool(const mtime& time, const mtime& duration, bool def) const;

@@ -29,7 +29,7 @@ class QDPARAM_API CParamSet : public CXMLObject {
   explicit CParamSet(const CZProperty& property);
   /// Shares the other's element and copies its parameters and times.
   CParamSet(const CParamSet& other) = default;
-  /// Takes the other's element, parameters and times.
+  /// Becomes a copy of `other`: element, parameters and times.
   CParamSet& operator=(const CParamSet& other) = default;
   /// Releases the element, the parameters and the times.
   ~CParamSet();

@@ -4,6 +4,8 @@
 #   scripts/setup.sh test      build (Release) and run the whole test suite
 #   scripts/setup.sh sanitize  build with address and undefined sanitizers and run the suite
 #   scripts/setup.sh sanitize-thread  build with the thread sanitizer and run the suite
+#   scripts/setup.sh docs      the API reference and the docs/ pages as HTML in build/docs;
+#                              any Doxygen warning fails it
 # Safe to run again: packages already present are not reinstalled, and the
 # build only redoes what changed.
 set -euo pipefail
@@ -11,6 +13,8 @@ set -euo pipefail
 job=${1:-example}
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 packages=(g++ cmake ninja-build pkgconf libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev)
+# The documentation needs its generator and nothing that builds.
+[[ $job == docs ]] && packages=(doxygen)
 
 missing=()
 for package in "${packages[@]}"; do
@@ -52,8 +56,14 @@ case "$job" in
     build "$root/build-tsan" -DCMAKE_BUILD_TYPE=Debug -DQD_SANITIZE_THREAD=ON -DQD_BUILD_BENCH=OFF
     ctest --test-dir "$root/build-tsan" --output-on-failure -j "$jobs" -E '^install_consumer$'
     ;;
+  docs)
+    # A fresh folder, so that no page of an earlier run outlives its source.
+    rm -rf "$root/build/docs"
+    (cd "$root" && doxygen docs/Doxyfile)
+    echo "The documentation is $root/build/docs/index.html: open it in a web browser."
+    ;;
   *)
-    echo "usage: $0 example|test|sanitize|sanitize-thread" >&2
+    echo "usage: $0 example|test|sanitize|sanitize-thread|docs" >&2
     exit 2
     ;;
 esac

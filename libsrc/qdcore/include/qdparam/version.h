@@ -5,7 +5,7 @@
 
 namespace qdcore {
 
-// "major.minor.patch"
+/// "major.minor.patch"
 QDPARAM_API const char* GetParamLibraryVersion() noexcept;
 
 }  // namespace qdcore

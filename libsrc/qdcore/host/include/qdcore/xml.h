@@ -12,149 +12,187 @@ namespace qdcore {
 
 class CXMLOut;
 
-// One entry of a flag map: a bit value and its name.
+/// One entry of a flag map: a bit value and its name.
 struct tagXMLFLAGMAP {
+  /// the bit value
   unsigned int value;
+  /// its name in the attribute text
   CZPoolString name;
 };
 
-// The result of CXMLObject::Add.
+/// The result of CXMLObject::Add.
 class xmlret {
  public:
+  /// A result: success when `ok`.
   constexpr xmlret(bool ok = false) noexcept : m_ok(ok) {}  // NOLINT: implicit by design
+  /// True on success.
   constexpr operator bool() const noexcept { return m_ok; }
 
  private:
   bool m_ok;
 };
 
-// One XML element: a name, ordered attributes, ordered child elements, and
-// text or binary data.
-//
-// Value semantics with shared storage: a copy costs one pointer and a count;
-// the first write through a handle whose storage is shared makes that
-// handle's storage private (copy-on-write), and Realloc() does so at once.
-// Writes through one copy are never seen through another. Pointers to child
-// elements stay valid until the element's child list changes.
-//
-// A null handle (default-constructed or freed) holds no content: reads give
-// empty results, and the first write creates an unnamed element.
+/// One XML element: a name, ordered attributes, ordered child elements, and
+/// text or binary data.
+///
+/// Value semantics with shared storage: a copy costs one pointer and a count;
+/// the first write through a handle whose storage is shared makes that
+/// handle's storage private (copy-on-write), and Realloc() does so at once.
+/// Writes through one copy are never seen through another. Pointers to child
+/// elements stay valid until the element's child list changes.
+///
+/// A null handle (default-constructed or freed) holds no content: reads give
+/// empty results, and the first write creates an unnamed element.
 class QDHOST_API CXMLObject {
  public:
   struct Node;  // opaque storage
 
   constexpr CXMLObject() noexcept = default;
+  /// An element named `name`, without attributes, children or data.
   explicit CXMLObject(const CZPoolString& name);
-  // Copies share storage, except an element whose children were handed out
-  // as writable pointers: that one is cloned (which may throw bad_alloc).
+  /// Copies share storage, except an element whose children were handed out
+  /// as writable pointers: that one is cloned (which may throw bad_alloc).
   CXMLObject(const CXMLObject& other);
+  /// Takes the other's content, leaving it null.
   CXMLObject(CXMLObject&& other) noexcept;
+  /// Shares the other's content (as the copy constructor).
   CXMLObject& operator=(const CXMLObject& other);
+  /// Takes the other's content, leaving it null.
   CXMLObject& operator=(CXMLObject&& other) noexcept;
+  /// Drops this handle's share of the content.
   ~CXMLObject();
 
-  // True when the element holds content (a name, attributes, children or data).
+  /// True when the element holds content (a name, attributes, children or data).
   explicit operator bool() const noexcept { return m_node != nullptr; }
 
   // ---- name
+  /// Renames the element; always true.
   bool SetName(const CZPoolString& name);
+  /// The element's name; empty for a null handle.
   CZPoolString GetName() const noexcept;
+  /// True when the element is named `name`.
   bool IsName(const CZPoolString& name) const noexcept;
+  /// True when the element is named `name`.
   bool IsName(const wchar* name) const noexcept;
 
   // ---- storage
-  void Free() noexcept;           // drops the content: a null handle
-  bool Realloc();                 // makes the storage private now
-  bool Reassign(const CXMLObject& other);  // takes the other element's content
+  void Free() noexcept;                    ///< drops the content: a null handle
+  bool Realloc();                          ///< makes the storage private now
+  bool Reassign(const CXMLObject& other);  ///< takes the other element's content
 
   // ---- attributes (reads allocate nothing)
-  CZPoolString FindAttribute(const CZPoolString& name) const noexcept;  // empty when absent
+  CZPoolString FindAttribute(const CZPoolString& name) const noexcept;  ///< empty when absent
+  /// The text of attribute `name`; empty when absent.
   CZPoolString FindAttribute(const wchar* name) const;
+  /// True when the attribute is present (even empty).
   bool HasAttribute(const CZPoolString& name) const noexcept;
-  // FindAttribute(name) == text, without taking a copy of the text: cheap
-  // enough to compare many elements in a row.
+  /// FindAttribute(name) == text, without taking a copy of the text: cheap
+  /// enough to compare many elements in a row.
   bool AttributeEquals(const CZPoolString& name, const CZPoolString& text) const noexcept;
+  /// FindAttribute(name) == text, without a copy; false when absent and `text` is not empty.
   bool AttributeEquals(const CZPoolString& name, std::u16string_view text) const noexcept;
-  // Prefix parse in the "C" locale; the default when absent, 0 when the text
-  // holds no number.
+  /// Prefix parse in the "C" locale; the default when absent, 0 when the text
+  /// holds no number.
   long FindAttributeInt(const CZPoolString& name, long defaultValue = 0) const noexcept;
+  /// The attribute as a real number, read as FindAttributeInt reads whole ones.
   double FindAttributeDouble(const CZPoolString& name, double defaultValue = 0.0) const noexcept;
-  // "True", "true", "1" and "False", "false", "0"; the default otherwise.
+  /// "True", "true", "1" and "False", "false", "0"; the default otherwise.
   bool FindAttributeBool(const CZPoolString& name, bool defaultValue = false) const noexcept;
-  // The OR of the values of the names listed (blanks around names ignored,
-  // unknown names ignored); 0 when absent.
+  /// The OR of the values of the names listed (blanks around names ignored,
+  /// unknown names ignored); 0 when absent.
   unsigned int FindAttributeFlags(const CZPoolString& name, const tagXMLFLAGMAP* map,
                                   unsigned int count, wchar separator) const noexcept;
-  // Zero-based position of the attribute's text among the separator-joined
-  // entries of `list`; all bits set when absent or not listed.
+  /// Zero-based position of the attribute's text among the separator-joined
+  /// entries of `list`; all bits set when absent or not listed.
   unsigned int FindAttributeIndex(const CZPoolString& name, const wchar* list,
                                   wchar separator) const noexcept;
 
+  /// Sets attribute `name` (appended when new); false for an empty name.
   bool SetAttribute(const CZPoolString& name, const CZPoolString& text);
+  /// Sets attribute `name` (null text is empty); false for an empty name.
   bool SetAttribute(const CZPoolString& name, const wchar* text);
+  /// Sets attribute `name` to the identifier's text form; false for an empty name.
   bool SetAttribute(const CZPoolString& name, const CGUID& id);
-  // Names of the non-zero flags set in `flags`, in table order, joined.
+  /// Names of the non-zero flags set in `flags`, in table order, joined.
   bool SetAttribute(const CZPoolString& name, unsigned int flags, const tagXMLFLAGMAP* map,
                     unsigned int count, wchar separator);
-  // Wide printf (see FormatString in qdcore/log.h).
+  /// Wide printf (see FormatString in qdcore/log.h).
   bool SprintfAttribute(const CZPoolString& name, const wchar* format, ...);
-  // Appends a new attribute; an existing one of that name takes the text.
+  /// Appends a new attribute; an existing one of that name takes the text.
   bool AddAttribute(const CZPoolString& name, const CZPoolString& text);
+  /// Removes attribute `name`; false when it was absent.
   bool DeleteAttribute(const CZPoolString& name);
-  // Copies every attribute of `other`, in its order: an existing attribute
-  // takes the other's text when `overwrite` is true and keeps its own when
-  // false; new ones are appended.
+  /// Copies every attribute of `other`, in its order: an existing attribute
+  /// takes the other's text when `overwrite` is true and keeps its own when
+  /// false; new ones are appended.
   bool MergeAttributes(const CXMLObject& other, bool overwrite);
+  /// The number of attributes.
   unsigned int GetAttributeCount() const noexcept;
-  // The attribute at `index`; false when out of range.
+  /// The attribute at `index`; false when out of range.
   bool GetAttribute(unsigned int index, CZPoolString& name, CZPoolString& text) const;
 
   // ---- children (an empty name matches every child)
   // The first child of that name after `previous` (from the start when null);
   // null at the end or when `previous` is not a child of this element.
+  /// The first child of that name after `previous` (from the start when null);
+  /// null at the end or when `previous` is not a child of this element.
   CXMLObject* FindNextElement(const CZPoolString& name, const CXMLObject* previous);
+  /// As the non-const form; null at the end or when `previous` is not a child.
   const CXMLObject* FindNextElement(const CZPoolString& name, const CXMLObject* previous) const;
-  // The first child of that name at or after index `cursor`; `cursor` is set
-  // to the index found (use cursor + 1 to go on). Null when none.
+  /// The first child of that name at or after index `cursor`; `cursor` is set
+  /// to the index found (use cursor + 1 to go on). Null when none.
   CXMLObject* FindFirstElement(const CZPoolString& name, unsigned int& cursor);
+  /// As the non-const form: the first child of that name at or after `cursor`; null when none.
   const CXMLObject* FindFirstElement(const CZPoolString& name, unsigned int& cursor) const;
-  // The text data of the first child of that name; empty when none.
+  /// The text data of the first child of that name; empty when none.
   CZPoolString FindElementData(const CZPoolString& name) const;
+  /// The children as an array and their count; null (count 0) without children.
   CXMLObject* GetElements(unsigned int& count);
+  /// The children as an array and their count; null (count 0) without children.
   const CXMLObject* GetElements(unsigned int& count) const;
+  /// The number of children of that name (of all names for an empty one).
   unsigned int GetNElements(const CZPoolString& name) const noexcept;
+  /// The child at `index`; null out of range.
   CXMLObject* item(unsigned int index);
+  /// The child at `index`; null out of range.
   const CXMLObject* item(unsigned int index) const;
 
-  // Appends a copy of `child`; fails for an element without content.
+  /// Appends a copy of `child`; fails for an element without content.
   xmlret Add(const CXMLObject& child);
-  // Removes the child that `child` points to.
+  /// Removes the child that `child` points to.
   bool Delete(const CXMLObject* child);
+  /// Removes every child; always true.
   bool DeleteElements();
 
   // ---- data
+  /// Makes the element's data `text`; always true.
   bool Set(const CZPoolString& text);
+  /// Makes the element's data `text` (null is empty); always true.
   bool Set(const wchar* text);
+  /// Makes the element's data `size` bytes; false for null bytes with a size, or too many.
   bool Set(const unsigned char* bytes, std::uint64_t size);
-  // The text data; binary data reads as its base64 text.
+  /// The text data; binary data reads as its base64 text.
   CZPoolString GetData() const;
+  /// True when the data was set as bytes.
   bool HasBinaryData() const noexcept;
-  // Binary data; text data is decoded as base64 (text that is not base64
-  // reads as no data).
+  /// Binary data; text data is decoded as base64 (text that is not base64
+  /// reads as no data).
   std::uint64_t GetDataBinarySize() const;
-  // Copies up to `size` bytes starting at byte `offset`; returns the count.
+  /// Copies up to `size` bytes starting at byte `offset`; returns the count.
   std::uint64_t GetDataBinary(unsigned char* buffer, std::uint64_t size,
                               std::uint64_t offset = 0) const;
 
-  // True when the text contains '<', '>', '&', '"', '\'' or a character
-  // below 0x20: such data is written as CDATA.
+  /// True when the text contains '<', '>', '&', '"', '\'' or a character
+  /// below 0x20: such data is written as CDATA.
   static bool CDATARequired(const wchar* text) noexcept;
+  /// As the zero-terminated form.
   static bool CDATARequired(std::u16string_view text) noexcept;
 
+  /// Writes the element and its children to `out`; false for a null or badly named element.
   bool Write(CXMLOut& out) const;
 
-  // Names, attributes in order, children in order and data compare equal
-  // (binary data compares with its base64 text).
+  /// Names, attributes in order, children in order and data compare equal
+  /// (binary data compares with its base64 text).
   bool IsEqual(const CXMLObject& other) const;
 
   // ---- change tracking, for callers that keep what they read
@@ -168,17 +206,18 @@ class QDHOST_API CXMLObject {
   // stamp from Observe and false from IsUnchanged, and advance the counter
   // on every write: evaluation then re-reads each parameter when asked,
   // which costs speed but never a wrong value.
-  // What a handle held when observed: its storage and that storage's version.
+  /// What a handle held when observed: its storage and that storage's version.
   struct Stamp {
-    std::uintptr_t storage = 0;  // an address, kept only to compare
+    std::uintptr_t storage = 0;  ///< an address, kept only to compare
+    /// the storage's version when observed
     std::uint64_t version = 0;
   };
-  // Watches this element's own storage (not its children's) from now on and
-  // returns its stamp. Any later write to watched storage, and any handle
-  // that drops or replaces watched storage, advances XMLWriteEpoch().
+  /// Watches this element's own storage (not its children's) from now on and
+  /// returns its stamp. Any later write to watched storage, and any handle
+  /// that drops or replaces watched storage, advances XMLWriteEpoch().
   Stamp Observe() const noexcept;
-  // True when this handle still holds the storage `stamp` was taken from,
-  // unchanged since. Never true for a null handle.
+  /// True when this handle still holds the storage `stamp` was taken from,
+  /// unchanged since. Never true for a null handle.
   bool IsUnchanged(const Stamp& stamp) const noexcept;
 
  private:
@@ -187,12 +226,12 @@ class QDHOST_API CXMLObject {
 };
 
 namespace detail {
-extern QDHOST_API std::atomic<std::uint64_t> xmlWriteEpoch;  // read through XMLWriteEpoch()
+extern QDHOST_API std::atomic<std::uint64_t> xmlWriteEpoch;  ///< read through XMLWriteEpoch()
 }  // namespace detail
 
-// Advances whenever watched storage changes (see CXMLObject::Observe), and
-// only then: what was read of watched elements at one epoch still holds
-// while the epoch stays the same. Writes to unwatched elements cost nothing.
+/// Advances whenever watched storage changes (see CXMLObject::Observe), and
+/// only then: what was read of watched elements at one epoch still holds
+/// while the epoch stays the same. Writes to unwatched elements cost nothing.
 inline std::uint64_t XMLWriteEpoch() noexcept {
   return detail::xmlWriteEpoch.load(std::memory_order_acquire);
 }
@@ -201,32 +240,40 @@ inline std::uint64_t XMLWriteEpoch() noexcept {
 // Writers
 // ---------------------------------------------------------------------------
 
-// Serialises elements as UTF-8 XML (files) or UTF-16 XML (memory).
+/// Serialises elements as UTF-8 XML (files) or UTF-16 XML (memory).
 class QDHOST_API CXMLOut {
  public:
   virtual ~CXMLOut() = default;
+  /// Writes `element`; false when closed or the element cannot be written.
   bool Write(const CXMLObject& element);
+  /// Finishes the output; false when it was not open or the last write failed.
   virtual bool Close(int flags = 0) = 0;
+  /// True between a successful Open and Close.
   virtual bool IsOpen() const noexcept = 0;
 
  protected:
-  bool m_indent = false;  // one element per line, indented by tabs
+  bool m_indent = false;  ///< one element per line, indented by tabs
 
  private:
   virtual bool Emit(std::u16string_view text) = 0;
   friend class CXMLObject;
 };
 
-// Writes to a file in UTF-8. `flags` bit 0: write the XML declaration and
-// indent. Open(path, mode): mode 0 creates or truncates.
+/// Writes to a file in UTF-8. `flags` bit 0: write the XML declaration and
+/// indent. Open(path, mode): mode 0 creates or truncates.
 class QDHOST_API CXMLFileOut : public CXMLOut {
  public:
+  /// A closed writer; `flags` as above.
   explicit CXMLFileOut(int flags = 1);
+  /// Closes the file if open.
   ~CXMLFileOut() override;
-  CXMLFileOut(const CXMLFileOut&) = delete;  // owns an open file
+  CXMLFileOut(const CXMLFileOut&) = delete;  ///< owns an open file
   CXMLFileOut& operator=(const CXMLFileOut&) = delete;
+  /// Creates or truncates the file at `path`; false when it cannot be opened.
   bool Open(const wchar* path, int mode = 0);
+  /// Flushes and closes the file; false when not open or a write failed.
   bool Close(int flags = 0) override;
+  /// True while a file is open.
   bool IsOpen() const noexcept override;
 
  private:
@@ -236,15 +283,21 @@ class QDHOST_API CXMLFileOut : public CXMLOut {
   int m_flags;
 };
 
-// Writes to memory in UTF-16, without declaration. `flags` bit 0: one
-// element per line, indented (compact by default).
+/// Writes to memory in UTF-16, without declaration. `flags` bit 0: one
+/// element per line, indented (compact by default).
 class QDHOST_API CXMLMemOut : public CXMLOut {
  public:
+  /// A closed writer; `flags` as above.
   explicit CXMLMemOut(int flags = 0);
+  /// Starts a new, empty text; always true.
   bool Open();
+  /// Stops writing; the text stays readable. Always true.
   bool Close(int flags = 0) override;
+  /// True between Open and Close.
   bool IsOpen() const noexcept override { return m_open; }
+  /// The text written so far, zero-terminated.
   operator const wchar*() const noexcept { return m_text.c_str(); }
+  /// The text written so far.
   std::u16string_view View() const noexcept { return m_text; }
 
  private:
@@ -257,27 +310,35 @@ class QDHOST_API CXMLMemOut : public CXMLOut {
 // Documents
 // ---------------------------------------------------------------------------
 
-// An XML document read into a CXMLObject tree.
+/// An XML document read into a CXMLObject tree.
 class QDHOST_API CXMLDoc {
  public:
+  /// What an open returns: 0 on success, else why it failed.
   enum Result : int { kOk = 0, kCannotOpen = 1, kMalformed = 2, kNotUtf8 = 3, kNoElement = 4 };
 
-  // 0 on success. `mode` and `flags` are accepted for the signature.
+  /// 0 on success. `mode` and `flags` are accepted for the signature.
   int OpenDocFile(const wchar* path, int mode = 0, int flags = 0);
+  /// Reads a document from UTF-8 text; 0 on success, else a Result code (see GetLastFailure).
   int OpenDocMemory(std::string_view utf8);
+  /// Reads a document from UTF-16 text; 0 on success, else a Result code (see GetLastFailure).
   int OpenDocMemory(std::u16string_view text);
-  // The document element; a null element before a successful open.
+  /// The document element; a null element before a successful open.
   CXMLObject& GetContentElement() noexcept { return m_root; }
+  /// The document element; a null element before a successful open.
   const CXMLObject& GetContentElement() const noexcept { return m_root; }
 
-  // Why the last open failed and where: the parser's reason and the 1-based
-  // line and column (in characters) of the text it stopped at; line 0 when
-  // the failure has no place in the text, an empty reason after a success.
+  /// Why the last open failed and where: the parser's reason and the 1-based
+  /// line and column (in characters) of the text it stopped at; line 0 when
+  /// the failure has no place in the text, an empty reason after a success.
   struct Failure {
+    /// the parser's reason; empty after a success
     std::string reason;
+    /// 1-based line; 0 when the failure has no place in the text
     unsigned int line = 0;
+    /// 1-based column in characters
     unsigned int column = 0;
   };
+  /// Why the last open failed and where.
   const Failure& GetLastFailure() const noexcept { return m_failure; }
 
  private:
@@ -291,23 +352,30 @@ class QDHOST_API CXMLDoc {
 // Host properties
 // ---------------------------------------------------------------------------
 
-// A host property object; this host's properties carry XML.
+/// A host property object; this host's properties carry XML.
 class QDHOST_API CZProperty {
  public:
+  /// A property without XML.
   CZProperty() = default;
+  /// A property carrying `data`.
   explicit CZProperty(const CXMLObject& data) : m_data(data) {}
+  /// The property's XML; a null element when it has none.
   const CXMLObject& GetData() const noexcept { return m_data; }
 
  private:
   CXMLObject m_data;
 };
 
-// Exposes a property's XML. Valid when the property carries an element.
+/// Exposes a property's XML. Valid when the property carries an element.
 class QDHOST_API CZXMLProperty {
  public:
+  /// The XML of `property`.
   explicit CZXMLProperty(const CZProperty& property) : m_data(property.GetData()) {}
+  /// True when the property carries an element.
   bool IsValid() const noexcept { return static_cast<bool>(m_data); }
+  /// True when the property carries an element.
   explicit operator bool() const noexcept { return IsValid(); }
+  /// The property's XML; a null element when it has none.
   CXMLObject GetPropertyData() const { return m_data; }
 
  private:

@@ -252,13 +252,14 @@ class QDPARAM_API CParam : public CXMLObject {
   // gives it on a clip of `duration`, reaches `value` (equals it, or jumps
   // across it). Only an active, keyframed Double or Long parameter moves; a
   // constant or inactive one reaches only its own value, at `from`.
-  // The earliest such time in [from, duration]; false, `position`
-  // untouched, when there is none, the type is not a number or an argument is NaN.
+
+  /// The earliest such time in [from, duration]; false, `position`
+  /// untouched, when there is none, the type is not a number or an argument is NaN.
   bool GetPositionFromValueDouble(double value, const mtime& duration, mtime& position,
                                   const mtime& from = mtime::null) const;
-  // Every such time in [from, duration], earliest first; the first
-  // `capacity` go to `positions` (null: only counted). Returns how many
-  // there are, 0 on the failures above.
+  /// Every such time in [from, duration], earliest first; the first
+  /// `capacity` go to `positions` (null: only counted). Returns how many
+  /// there are, 0 on the failures above.
   unsigned int GetPositionsFromValueDouble(double value, const mtime& duration, mtime* positions,
                                            unsigned int capacity,
                                            const mtime& from = mtime::null) const;
@@ -291,9 +292,9 @@ class QDPARAM_API CParam : public CXMLObject {
                                                   mtime nextTime, unsigned char* buffer,
                                                   unsigned int size) const;
 
-  // Hands each crossing of `value` in [from, duration] to `sink` in time
-  // order until it returns false; false when the parameter cannot be searched.
-  // `minDuration` as evaluation takes it (ParamEvaluation).
+  /// Hands each crossing of `value` in [from, duration] to `sink` in time
+  /// order until it returns false; false when the parameter cannot be searched.
+  /// `minDuration` as evaluation takes it (ParamEvaluation).
   bool FindValueCrossings(double value, const mtime& duration, mtime minDuration, const mtime& from,
                           bool (*sink)(void* context, double time), void* context) const;
 

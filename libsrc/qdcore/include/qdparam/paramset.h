@@ -150,13 +150,15 @@ class QDPARAM_API CParamSet : public CXMLObject {
   double GetIntegralDouble(unsigned long id, const mtime& time) const;
   /// The area under `param` from the clip's start to `time`; 0 for null.
   double GetIntegralDouble(const CParam* param, const mtime& time) const;
-  // The earliest time at or after `from` (set times) at which the
-  // parameter's value reaches `value` (CParam::GetPositionFromValueDouble);
-  // false, `position` untouched, when it never does or the parameter is not found.
+  /// The earliest time at or after `from` (set times) at which the
+  /// parameter's value reaches `value` (CParam::GetPositionFromValueDouble);
+  /// false, `position` untouched, when it never does or the parameter is not found.
   bool GetPositionFromValueDouble(const CZPoolString& name, double value, mtime& position,
                                   const mtime& from = mtime::null) const;
+  /// The same for the parameter of that id.
   bool GetPositionFromValueDouble(unsigned long id, double value, mtime& position,
                                   const mtime& from = mtime::null) const;
+  /// The same for `param`; false for null.
   bool GetPositionFromValueDouble(const CParam* param, double value, mtime& position,
                                   const mtime& from = mtime::null) const;
 

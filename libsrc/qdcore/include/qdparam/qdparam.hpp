@@ -109,10 +109,12 @@ constexpr Ease operator|(Ease a, Ease b) {
   return static_cast<Ease>(static_cast<unsigned int>(a) | static_cast<unsigned int>(b));
 }
 
-/// The format's spelling of each ("Double", "LinLog", "EaseInOut"); empty for an
-/// ease combination that has no single name.
+/// The format's spelling of a type ("Double"); "Undefined" for Undefined.
 QDPARAM_API std::string_view name_of(Type type);
+/// The format's spelling of an interpolation ("LinLog").
 QDPARAM_API std::string_view name_of(Interpolation interpolation);
+/// The format's spelling of an ease ("EaseInOut"); empty for a combination
+/// that has no single name.
 QDPARAM_API std::string_view name_of(Ease ease);
 
 /// A Bezier handle point or a spline's extra point.

@@ -151,7 +151,10 @@ void BindEnums(py::module_& m) {
       .value("InOut", qd::Ease::InOut)
       .value("AnchorInOut", qd::Ease::AnchorInOut)
       .value("In", qd::Ease::In)
-      .value("Out", qd::Ease::Out);
+      .value("Out", qd::Ease::Out)
+      .def(
+          "__or__", [](qd::Ease a, qd::Ease b) { return a | b; }, py::is_operator(),
+          "Both eases: Ease.In | Ease.Out.");
 }
 
 }  // namespace qdpy

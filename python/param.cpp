@@ -88,7 +88,7 @@ qd::Rate RateOf(const py::handle& rate) {
   return fraction;
 }
 
-py::object Frames(const ParamHandle& handle, const py::handle& rate, std::int64_t first,
+py::object Frames(const ParamHandle& handle, const py::object& rate, std::int64_t first,
                   long long count) {
   const qd::Rate fraction = RateOf(rate);
   return FillArray(handle, SampleCount(count), [&](const qd::Param& param, std::span<double> out) {

@@ -73,20 +73,3 @@ def test_each_evaluation_sees_a_whole_edit():
     for values in seen:
         assert np.array_equal(values, before) or np.array_equal(values, after)
 
-
-def test_a_snapshot_renders_while_the_original_is_edited():
-    s = qdparam.load(EXAMPLES / "pip.xml")
-    s.clip = (0.0, 10.0)
-    snap = s.snapshot()
-    times = np.linspace(0, 10, 100_000)
-    expected = snap["opacity"].values(times)
-
-    def work(i):
-        if i == 0:
-            for k in range(100):
-                s["opacity"].set_key_value(1, float(k % 100))
-        else:
-            for _ in range(20):
-                np.testing.assert_array_equal(snap["opacity"].values(times), expected)
-
-    run_threads(2, work)

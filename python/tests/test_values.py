@@ -47,7 +47,6 @@ def test_frames_at_ntsc_rate_are_exact_frame_times(pip):
         np.array([0, 2, 5], dtype=np.int32),
         np.array([0.0, 2.5, 5.0], dtype=np.float32),
         np.arange(12.0)[::4],  # not contiguous
-        range(3),
         [],
     ],
 )
@@ -60,12 +59,9 @@ def test_any_one_dimensional_array_like(ramp, times):
 
 def test_what_each_type_answers(ramp):
     assert ramp["steps"].value(1.0) == 3.0
-    assert ramp["title"].value(1.0) is None
-    assert ramp["title"].text(1.0) == "Hello"
-    assert ramp["ramp"].text(1.0) is None
-    assert ramp["title"].values([0.0, 1.0]) is None
-    assert ramp["title"].frames(25, count=4) is None
-    assert ramp["title"].integral(1.0) is None
+    title = ramp["title"]
+    assert (title.value(1.0), title.values([1.0]), title.frames(25, count=4)) == (None,) * 3
+    assert (title.text(1.0), ramp["ramp"].text(1.0), title.integral(1.0)) == ("Hello", None, None)
     assert ramp["ramp"].integral(10.0) == pytest.approx(500.0)
 
 
@@ -79,16 +75,7 @@ def test_clip_moves_and_stretches_the_curve(ramp):
     assert p.value(1.0) == 25.0
 
 
-def test_nan_times_answer_without_failing(ramp):
+def test_nan_and_infinite_times_answer_as_single_values_do(ramp):
     p = ramp["ramp"]
-    got = p.values([math.nan, math.inf, -math.inf, 1e308])
-    assert got.shape == (4,)
-    assert p.value(math.nan) == got[0] or (math.isnan(got[0]) and math.isnan(p.value(math.nan)))
-
-
-def test_a_million_values_in_one_call(pip):
-    times = np.linspace(0, 10, 1_000_000)
-    got = pip["position_x"].values(times)
-    assert got.shape == times.shape
-    assert got[0] == pip["position_x"].value(0.0)
-    assert got[-1] == pip["position_x"].value(10.0)
+    odd = [math.nan, math.inf, -math.inf, 1e308]
+    np.testing.assert_array_equal(p.values(odd), [p.value(t) for t in odd])

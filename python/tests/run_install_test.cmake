@@ -20,12 +20,14 @@ assert qdparam.__file__.startswith(prefix), qdparam.__file__
 libraries = [line.split()[-1] for line in open('/proc/self/maps') if 'libqdparam.so' in line]
 assert libraries and all(path.startswith(prefix) for path in libraries), libraries
 pip = qdparam.load(sys.argv[2] + '/pip.xml')
+pip.clip = (0.0, 10.0)
 assert pip['opacity'].value(0.5) == 50.0
 print('installed module works:', qdparam.__file__)
 ]=])
 execute_process(
   COMMAND ${CMAKE_COMMAND} -E env PYTHONPATH=${PREFIX}/${MODULE_DIR} QD_ASSERT=silent
           ${PYTHON} -c "${check}" ${PREFIX} ${EXAMPLES}
+  WORKING_DIRECTORY ${WORK_DIR}  # not beside the build tree's module
   RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
 message("${out}")
 if(NOT rc EQUAL 0)

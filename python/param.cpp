@@ -5,6 +5,7 @@
 #include <pybind11/stl.h>
 
 #include <cstdint>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -91,7 +92,12 @@ qd::Rate RateOf(const py::handle& rate) {
 py::object Frames(const ParamHandle& handle, const py::object& rate, std::int64_t first,
                   long long count) {
   const qd::Rate fraction = RateOf(rate);
-  return FillArray(handle, SampleCount(count), [&](const qd::Param& param, std::span<double> out) {
+  const std::size_t frames = SampleCount(count);
+  if (frames > 0 &&
+      first > std::numeric_limits<std::int64_t>::max() - static_cast<std::int64_t>(frames - 1)) {
+    throw py::value_error("the frames run past the last frame number");
+  }
+  return FillArray(handle, frames, [&](const qd::Param& param, std::span<double> out) {
     return param.frames(fraction, first, out);
   });
 }

@@ -46,6 +46,12 @@ def test_bad_frame_arguments(ramp, rate, count, error):
         ramp["ramp"].frames(rate, count=count)
 
 
+def test_frame_numbers_stay_in_range(ramp):
+    with pytest.raises(ValueError):
+        ramp["ramp"].frames(25, first=2**63 - 2, count=3)  # past the last frame number
+    assert ramp["ramp"].frames(25, first=-(2**63), count=2).shape == (2,)
+
+
 def test_wrong_types_are_type_errors(ramp):
     for call in (
         lambda: ramp["ramp"].value(None),

@@ -26,6 +26,7 @@ print('installed module works:', qdparam.__file__)
 ]=])
 execute_process(
   COMMAND ${CMAKE_COMMAND} -E env PYTHONPATH=${PREFIX}/${MODULE_DIR} QD_ASSERT=silent
+          "LD_PRELOAD=${PRELOAD}" ASAN_OPTIONS=detect_leaks=0
           ${PYTHON} -c "${check}" ${PREFIX} ${EXAMPLES}
   WORKING_DIRECTORY ${WORK_DIR}  # not beside the build tree's module
   RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)

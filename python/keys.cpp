@@ -64,7 +64,7 @@ void BindKeys(py::module_& m, py::class_<ParamHandle>& param) {
       .def_readonly("ease", &qd::Keyframe::ease, "The keyframe's Ease.")
       .def_property_readonly("anchors", &Anchors,
                              "Bezier handles or spline points: a list of (position, value).")
-      .def("__repr__", &Describe);
+      .def("__repr__", &Describe, "A short description for the console.");
 
   param
       .def_property_readonly(

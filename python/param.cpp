@@ -178,7 +178,7 @@ not answer numbers. The GIL is released while the array fills.)")
 `rate` is '30000/1001', '25', (30000, 1001) or 25. Each frame is at its
 exact time, frame * den / num rounded once. None for parameters that do
 not answer numbers.)")
-      .def("__repr__", &Describe);
+      .def("__repr__", &Describe, "A short description for the console.");
   BindKeys(m, param);
 }
 

@@ -167,7 +167,7 @@ independent copy.)")
           "snapshot", [](const SetHandle& s) { return SetHandle{s.set.snapshot()}; },
           "An independent copy, cheap until either side changes: hand it to a\n"
           "thread that evaluates while this one edits.")
-      .def("__repr__", &Describe);
+      .def("__repr__", &Describe, "A short description for the console.");
 
   m.def("load", &Load, py::arg("path"),
         "Reads a Set from a file (str or os.PathLike). LoadError names the file,\n"

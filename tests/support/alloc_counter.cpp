@@ -13,6 +13,11 @@ void* Allocate(std::size_t size) {
   if (void* memory = std::malloc(size ? size : 1)) return memory;
   throw std::bad_alloc();
 }
+
+void* AllocateOrNull(std::size_t size) noexcept {
+  ++t_allocations;
+  return std::malloc(size ? size : 1);
+}
 }  // namespace
 
 namespace qdtest {
@@ -21,20 +26,17 @@ std::size_t AllocationCount() { return t_allocations; }
 
 void* operator new(std::size_t size) { return Allocate(size); }
 void* operator new[](std::size_t size) { return Allocate(size); }
-// The no-throw forms too (temporary buffers of std::stable_sort use them):
-// every block this program hands out must come from malloc, as it goes back
-// through free.
+// The nothrow forms too (the standard library's temporary buffers use them),
+// so that every block this program frees came from the same malloc.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  ++t_allocations;
-  return std::malloc(size ? size : 1);
+  return AllocateOrNull(size);
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  ++t_allocations;
-  return std::malloc(size ? size : 1);
+  return AllocateOrNull(size);
 }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }

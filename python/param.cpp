@@ -162,6 +162,30 @@ Times are seconds on the set's time line.)");
           py::arg("t"),
           "The area under a Double parameter from the clip's start to time t; None\n"
           "for other types.")
+      .def(
+          "find",
+          [](const ParamHandle& h, double value, std::optional<double> after) {
+            const qd::Param param = h.live();
+            const double target = Finite(value, "value");
+            py::gil_scoped_release noGil;
+            const std::shared_lock shared(*h.guard);
+            return param.find(target, after);
+          },
+          py::arg("value"), py::kw_only(), py::arg("after") = py::none(),
+          "The earliest time from `after` (the clip's start when None) to the clip's\n"
+          "end at which the value reaches `value` (equals it, or jumps across it);\n"
+          "None when it never does or the parameter is not Double or Long.")
+      .def(
+          "find_all",
+          [](const ParamHandle& h, double value, std::optional<double> after) {
+            const qd::Param param = h.live();
+            const double target = Finite(value, "value");
+            py::gil_scoped_release noGil;
+            const std::shared_lock shared(*h.guard);
+            return param.find_all(target, after);
+          },
+          py::arg("value"), py::kw_only(), py::arg("after") = py::none(),
+          "Every time find() could answer, in order, as a list of floats.")
       .def("values", &Values, py::arg("times") = py::none(), py::kw_only(),
            py::arg("start") = py::none(), py::arg("step") = py::none(),
            py::arg("count") = py::none(),

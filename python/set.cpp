@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "binding.h"
 
@@ -163,6 +164,20 @@ independent copy.)")
       .def("validate", &Validate,
            "Runs the set's validation rules; True when a limit or value changed.\n"
            "ValueError when they cannot be run.")
+      .def(
+          "path",
+          [](const SetHandle& s, const std::vector<ParamHandle>& params,
+             double t) -> std::optional<std::vector<double>> {
+            std::vector<qd::Param> chosen;
+            for (const ParamHandle& p : params) chosen.push_back(p.live());
+            std::vector<double> point(chosen.size());
+            if (!s.set.path(chosen, Finite(t, "t"), point)) return std::nullopt;
+            return point;
+          },
+          py::arg("params"), py::arg("t"),
+          "The point at time t on the motion path through the keyed values of\n"
+          "`params` (one to eight Double or Long parameters of this set): one\n"
+          "coordinate per parameter, or None when the path cannot be made.")
       .def(
           "snapshot", [](const SetHandle& s) { return SetHandle{s.set.snapshot()}; },
           "An independent copy, cheap until either side changes: hand it to a\n"

@@ -177,6 +177,11 @@ TEST(HostApi, FrameRates) {
   EXPECT_EQ(ntsc.frame_time(30000), 1001.0);  // exact where steps would drift
   EXPECT_EQ(ntsc.frame_time(7), 7.0 * 1001.0 / 30000.0);
   EXPECT_TRUE(std::isnan(qd::Rate{0, 1}.frame_time(1)));
+  // Frames past the last one there is are refused, not wrapped around.
+  const qd::Set set = Load(kPip);
+  std::vector<double> out(4, -1.0);
+  EXPECT_FALSE(ParamOf(set, "size").frames(ntsc, INT64_MAX - 2, out));
+  EXPECT_EQ(out[0], -1.0);
 }
 
 // ---------------------------------------------------------------------------

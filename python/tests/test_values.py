@@ -79,3 +79,21 @@ def test_nan_and_infinite_times_answer_as_single_values_do(ramp):
     p = ramp["ramp"]
     odd = [math.nan, math.inf, -math.inf, 1e308]
     np.testing.assert_array_equal(p.values(odd), [p.value(t) for t in odd])
+
+
+def test_find_and_path_on_a_short_clip():
+    s = qdparam.load(EXAMPLES / "pip.xml")
+    s.clip = (0.0, 4.0)
+    opacity, x, y = s["opacity"], s["position_x"], s["position_y"]
+    halves = opacity.find_all(50.0)
+    assert len(halves) == 2
+    assert opacity.find(50.0) == halves[0]
+    assert opacity.find(50.0, after=halves[0] + 0.01) == halves[1]
+    assert abs(opacity.value(halves[0]) - 50.0) < 1e-9
+    assert opacity.find(500.0) is None
+    with pytest.raises(ValueError):
+        opacity.find(math.nan)
+    # At the first parameter's keyframe the path is at its vertex.
+    point = s.path([x, y], 2.0)
+    assert point == pytest.approx([x.value(2.0), y.value(2.0)], abs=1e-9)
+    assert s.path([], 2.0) is None

@@ -229,6 +229,8 @@ bool Param::values(std::span<const double> times, std::span<double> out) const {
 bool Param::frames(Rate rate, std::int64_t first, std::span<double> out) const {
   const CParam* p = Resolve();
   if (!IsNumeric(p) || rate.numerator <= 0 || rate.denominator <= 0) return false;
+  std::int64_t last = 0;  // the last frame must be a number too
+  if (__builtin_add_overflow(first, static_cast<std::int64_t>(out.size()), &last)) return false;
   SampleInBlocks(
       *p, m_state->set, out.size(),
       [&](std::size_t i) { return rate.frame_time(first + static_cast<std::int64_t>(i)); },

@@ -199,9 +199,9 @@ not answer numbers. The GIL is released while the array fills.)")
            py::arg("count"),
            R"(Values at frames first, first + 1, ... of `rate`, as a float64 array.
 
-`rate` is '30000/1001', '25', (30000, 1001) or 25. Each frame is at its
-exact time, frame * den / num rounded once. None for parameters that do
-not answer numbers.)")
+`rate` is '30000/1001', '29.97' (exactly 2997/100), '25', (30000, 1001)
+or 25. Each frame is at its exact time, frame * den / num rounded once.
+None for parameters that do not answer numbers.)")
       .def("__repr__", &Describe, "A short description for the console.");
   BindKeys(m, param);
 }

@@ -159,13 +159,17 @@ TEST(HostApi, FrameRates) {
   };
   const Case cases[] = {{"25", true, 25, 1},
                         {"30000/1001", true, 30000, 1001},
-                        {"29.97", false, 0, 0},
+                        {"29.97", true, 2997, 100},
+                        {"23.976", true, 2997, 125},
+                        {"50/2", true, 25, 1},
+                        {"1.5/0.5", true, 3, 1},
+                        {".", false, 0, 0},
                         {"0", false, 0, 0},
                         {"25/0", false, 0, 0},
                         {"", false, 0, 0},
                         {"-25", false, 0, 0},
                         {"1/2/3", false, 0, 0},
-                        {"99999999999999", false, 0, 0}};
+                        {"9999999999999999", false, 0, 0}};
   for (const Case& c : cases) {
     const auto rate = qd::Rate::parse(c.text);
     ASSERT_EQ(rate.ok(), c.ok) << c.text;

@@ -31,7 +31,7 @@ def test_bad_sampling_arguments(ramp, kwargs, error):
 @pytest.mark.parametrize(
     "rate, count, error",
     [
-        ("29.97", 3, ValueError),
+        ("29.97.1", 3, ValueError),
         ("0/1", 3, ValueError),
         (-25, 3, ValueError),
         (29.97, 3, TypeError),

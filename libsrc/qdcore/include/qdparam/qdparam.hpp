@@ -91,7 +91,8 @@ struct QDPARAM_API Rate {
   std::int64_t numerator = 25;   ///< frames …
   std::int64_t denominator = 1;  ///< … per this many seconds
 
-  /// "25", "29.97" is refused; "30000/1001". Positive whole numbers only.
+  /// A rate from its text, exactly: "25", "29.97" (2997/100), "30000/1001";
+  /// the error says why for anything else (zero, negative, not a number).
   static Result<Rate> parse(std::string_view text);
   /// The time of frame `frame` in seconds: frame × denominator / numerator,
   /// rounded once; NaN for a rate that is not positive.

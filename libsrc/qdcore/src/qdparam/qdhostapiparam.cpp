@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <new>
 
 #include "qdformatnames.h"
@@ -56,28 +57,47 @@ std::string_view name_of(Ease ease) {
   return names[static_cast<std::size_t>(std::countr_zero(bits)) + 1];
 }
 
-Result<Rate> Rate::parse(std::string_view text) {
-  const auto whole = [](std::string_view digits, std::int64_t& out) {
-    if (digits.empty() || digits.size() > 12) return false;
-    out = 0;
-    for (const char c : digits) {
-      if (c < '0' || c > '9') return false;
-      out = out * 10 + (c - '0');
+namespace {
+
+// A positive decimal number as an exact fraction: "29.97" is 2997/100.
+bool ExactFraction(std::string_view text, std::int64_t& numerator, std::int64_t& denominator) {
+  constexpr std::size_t kMostDigits = 15;  // all of them exact in a double
+  numerator = 0;
+  denominator = 1;
+  bool point = false;
+  std::size_t digits = 0;
+  for (const char c : text) {
+    if (c == '.' && !point) {
+      point = true;
+      continue;
     }
-    return out > 0;
-  };
+    if (c < '0' || c > '9' || ++digits > kMostDigits) return false;
+    numerator = numerator * 10 + (c - '0');
+    if (point) denominator *= 10;
+  }
+  return digits > 0 && numerator > 0;
+}
+
+}  // namespace
+
+Result<Rate> Rate::parse(std::string_view text) {
   Rate rate{0, 1};
   const std::size_t slash = text.find('/');
+  std::int64_t below = 1, belowScale = 1;
   const bool ok = slash == std::string_view::npos
-                      ? whole(text, rate.numerator)
-                      : whole(text.substr(0, slash), rate.numerator) &&
-                            whole(text.substr(slash + 1), rate.denominator);
+                      ? ExactFraction(text, rate.numerator, rate.denominator)
+                      : ExactFraction(text.substr(0, slash), rate.numerator, rate.denominator) &&
+                            ExactFraction(text.substr(slash + 1), below, belowScale) &&
+                            !__builtin_mul_overflow(rate.denominator, below, &rate.denominator) &&
+                            !__builtin_mul_overflow(rate.numerator, belowScale, &rate.numerator);
   if (!ok) {
     std::string message(text);
-    message += " is no frame rate: write a whole number or a fraction, as 25 or 30000/1001";
+    message += " is no frame rate: write a positive number or a fraction, as 25, 29.97 or "
+               "30000/1001";
     return detail::Failure(std::move(message));
   }
-  return rate;
+  const std::int64_t common = std::gcd(rate.numerator, rate.denominator);
+  return Rate{rate.numerator / common, rate.denominator / common};
 }
 
 double Rate::frame_time(std::int64_t frame) const noexcept {

@@ -14,6 +14,9 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
+#include "qdparam/qdparam.hpp"
 #include "support/capture.h"
 #include "support/xml.h"
 
@@ -73,6 +76,13 @@ std::vector<std::string> Cells(const std::string& line) {
   return cells;
 }
 
+std::vector<std::string> Split(const std::string& line, char separator) {
+  std::vector<std::string> parts;
+  std::istringstream stream(line);
+  for (std::string part; std::getline(stream, part, separator);) parts.push_back(part);
+  return parts;
+}
+
 class Tool : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -125,8 +135,42 @@ TEST_F(Tool, EvalSamplesTheRequestedTimes) {
     ASSERT_EQ(result.status, 0) << result.err;
     const auto lines = Lines(result.out);
     std::vector<std::string> rows;
-    for (std::size_t i = 2; i < lines.size(); ++i) rows.push_back(Cells(lines[i])[0] + " " + Cells(lines[i])[1]);
+    // The time and the value: the last two columns (a frame column comes first).
+    for (std::size_t i = 2; i < lines.size(); ++i) {
+      const auto cells = Cells(lines[i]);
+      rows.push_back(cells[cells.size() - 2] + " " + cells.back());
+    }
     EXPECT_EQ(rows, c.rows) << ::testing::PrintToString(args);
+  }
+}
+
+// Frames at a rational rate: each at its exact time, numbered from time 0.
+TEST_F(Tool, EvalSamplesFramesAtExactTimes) {
+  const Result result = Run({"eval", "-p", "opacity", "--fps", "30000/1001", "--frames",
+                             "28..31", "--format", "csv"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto lines = Lines(result.out);
+  ASSERT_EQ(lines.size(), 5u);
+  EXPECT_EQ(lines[0], "frame,time,opacity");
+  for (int frame = 28; frame <= 31; ++frame) {
+    const auto cells = Split(lines[static_cast<std::size_t>(frame - 27)], ',');
+    EXPECT_EQ(cells[0], std::to_string(frame));
+    EXPECT_EQ(std::stod(cells[1]), frame * 1001.0 / 30000.0);
+  }
+  // The window's frames: 2 s of 25 fps from 1 s is frames 25 to 75.
+  const Result window = Run({"eval", "--fps", "25", "--from", "1", "--to", "3", "--format", "csv"});
+  ASSERT_EQ(window.status, 0) << window.err;
+  const auto rows = Lines(window.out);
+  EXPECT_EQ(rows.size(), 52u);
+  EXPECT_EQ(rows[1].substr(0, 5), "25,1,");
+  EXPECT_EQ(rows.back().substr(0, 5), "75,3,");
+  for (const auto& [args, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+           {{"eval", "--frames", "1..2"}, "--frames counts frames of --fps"},
+           {{"eval", "--fps", "25", "--frames", "5..2"}, "--frames takes a range"},
+           {{"eval", "--fps", "25/x"}, "--fps must be a positive number"}}) {
+    const Result refused = Run(args);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.err, HasSubstr(message));
   }
 }
 
@@ -166,8 +210,10 @@ TEST_F(Tool, EvalPrintsEachTypeAsCsvAndJson) {
   // A blended colour wheel: the teal of the shadows (190 degrees) is there.
   EXPECT_THAT(Run({"eval", kGrade, "-p", "wheels", "--from", "3", "--to", "3"}).out,
               HasSubstr("80 bytes: 01000000be000000"));
-  EXPECT_THAT(Run({"eval", kGrade, "-p", "curves", "--format", "json", "--to", "0"}).out,
-              HasSubstr(R"({"bytes": 16, "head": "0400000000000000"})"));
+  const auto curves =
+      nlohmann::json::parse(Run({"eval", kGrade, "-p", "curves", "--format", "json", "--to", "0"}).out);
+  EXPECT_EQ(curves["samples"][0]["values"][0],
+            nlohmann::json::parse(R"({"bytes": 16, "head": "0400000000000000"})"));
 
   const std::string file = SetFile(
       "odd.xml", R"(<Parameter id="1" name="a,b" type="String" value="say &quot;hi&quot;"/>)"
@@ -177,11 +223,27 @@ TEST_F(Tool, EvalPrintsEachTypeAsCsvAndJson) {
   EXPECT_EQ(Lines(csv.out), (std::vector<std::string>{"time,\"a,b\",x", "0,\"say \"\"hi\"\"\",0.1"}));
   const Result json = Run({"eval", file, "--format", "json", "--step", "5"});
   ASSERT_EQ(json.status, 0) << json.err;
-  EXPECT_THAT(json.out, AllOf(HasSubstr(R"({"id": 1, "name": "a,b", "type": "String"})"),
-                              HasSubstr(R"({"time": 5, "values": ["say \"hi\"", 0.1]})")));
-  EXPECT_EQ(Count(json.out, "\"time\""), 3u);
-  EXPECT_EQ(json.out.front(), '{');
-  EXPECT_EQ(json.out.substr(json.out.size() - 2), "}\n");
+  const auto parsed = nlohmann::json::parse(json.out);
+  EXPECT_EQ(parsed["parameters"][0],
+            nlohmann::json::parse(R"({"id": 1, "name": "a,b", "type": "String"})"));
+  EXPECT_EQ(parsed["samples"][1],
+            nlohmann::json::parse(R"({"time": 5, "values": ["say \"hi\"", 0.1]})"));
+  EXPECT_EQ(parsed["samples"].size(), 3u);
+  // Read back, the numbers are the library's to the bit.
+  const Result frames = Run({"eval", "-p", "opacity", "--fps", "30000/1001", "--to", "1",
+                             "--format", "json"});
+  ASSERT_EQ(frames.status, 0) << frames.err;
+  const auto framed = nlohmann::json::parse(frames.out);
+  EXPECT_EQ(framed["fps"], "30000/1001");
+  auto set = qd::Set::load(std::string(QD_EXAMPLES_DIR) + "/pip.xml");
+  ASSERT_TRUE(set.ok());
+  set->set_clip(0.0, 10.0);
+  const auto opacity = set->param("opacity");
+  for (const auto& sample : framed["samples"]) {
+    const double time = qd::Rate{30000, 1001}.frame_time(sample["frame"].get<std::int64_t>());
+    EXPECT_EQ(sample["time"].get<double>(), time);
+    EXPECT_EQ(sample["values"][0].get<double>(), *opacity->value(time));
+  }
 }
 
 TEST_F(Tool, EvalGathersTheLibrarysReportsIntoOneWarning) {

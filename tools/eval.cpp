@@ -1,6 +1,7 @@
 // qdparam eval: the parameters' values at evenly spaced times.
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -25,16 +26,15 @@ constexpr int kTableDecimals = 3;
 constexpr std::size_t kWidestTableText = 28;
 
 struct Samples {
-  std::vector<double> times;
+  Sampling at;
   std::vector<const CParam*> params;
   std::vector<std::vector<Value>> rows;  // one per time, one value per parameter
 };
 
-Samples Sample(const Document& document, std::vector<const CParam*> params,
-               std::vector<double> times) {
-  Samples samples{std::move(times), std::move(params), {}};
-  samples.rows.reserve(samples.times.size());
-  for (const double time : samples.times) {
+Samples Sample(const Document& document, std::vector<const CParam*> params, Sampling at) {
+  Samples samples{std::move(at), std::move(params), {}};
+  samples.rows.reserve(samples.at.times.size());
+  for (const double time : samples.at.times) {
     std::vector<Value> row;
     row.reserve(samples.params.size());
     for (const CParam* param : samples.params) {
@@ -75,15 +75,20 @@ std::vector<int> ValueDecimals(const Samples& samples) {
 }
 
 void PrintTable(const Samples& samples) {
+  const std::vector<double>& times = samples.at.times;
+  const bool frames = !samples.at.frames.empty();
   TextTable table;
+  if (frames) table.AddColumn("frame", true);
   table.AddColumn("time (s)", true);
   for (std::size_t i = 0; i < samples.params.size(); ++i) {
     table.AddColumn(ParamLabel(*samples.params[i]), IsNumberColumn(samples, i));
   }
-  const int timeDecimals = ColumnDecimals(samples.times);
+  const int timeDecimals = ColumnDecimals(times);
   const std::vector<int> decimals = ValueDecimals(samples);
-  for (std::size_t row = 0; row < samples.times.size(); ++row) {
-    std::vector<std::string> cells{FixedNumber(samples.times[row], timeDecimals)};
+  for (std::size_t row = 0; row < times.size(); ++row) {
+    std::vector<std::string> cells;
+    if (frames) cells.push_back(std::to_string(samples.at.frames[row]));
+    cells.push_back(FixedNumber(times[row], timeDecimals));
     for (std::size_t i = 0; i < samples.params.size(); ++i) {
       cells.push_back(Shorten(ValueText(samples.rows[row][i], decimals[i]), kWidestTableText));
     }
@@ -95,14 +100,16 @@ void PrintTable(const Samples& samples) {
 // ---- csv
 
 void PrintCsv(const Samples& samples) {
-  std::string header = "time";
+  const bool frames = !samples.at.frames.empty();
+  std::string header = frames ? "frame,time" : "time";
   for (const CParam* param : samples.params) {
     header += ',';
     header += CsvField(ParamLabel(*param));
   }
   std::printf("%s\n", header.c_str());
-  for (std::size_t row = 0; row < samples.times.size(); ++row) {
-    std::string line = ShortestNumber(samples.times[row]);
+  for (std::size_t row = 0; row < samples.at.times.size(); ++row) {
+    std::string line = frames ? std::to_string(samples.at.frames[row]) + "," : "";
+    line += ShortestNumber(samples.at.times[row]);
     for (const Value& value : samples.rows[row]) {
       line += ',';
       line += CsvField(ValueTextExact(value));
@@ -113,25 +120,60 @@ void PrintCsv(const Samples& samples) {
 
 // ---- json
 
+// Numbers as the shortest text that reads back as the same double.
+nlohmann::ordered_json ValueJson(const Value& value) {
+  struct {
+    nlohmann::ordered_json operator()(std::monostate) const { return nullptr; }
+    nlohmann::ordered_json operator()(double v) const { return v; }
+    nlohmann::ordered_json operator()(long v) const { return v; }
+    nlohmann::ordered_json operator()(bool v) const { return v; }
+    nlohmann::ordered_json operator()(const std::string& v) const { return v; }
+    nlohmann::ordered_json operator()(const Bytes& v) const {
+      return {{"bytes", v.size}, {"head", Hex(v.head.data(), v.head.size())}};
+    }
+  } json;
+  return std::visit(json, value);
+}
+
+// One line per parameter and per sample, so that the text reads and diffs
+// well; each line written by the library.
 void PrintJson(const Samples& samples, const Document& document, const TimeLine& timeLine) {
-  std::printf("{\n  \"file\": %s,\n  \"start\": %s,\n  \"duration\": %s,\n  \"parameters\": [",
-              JsonString(document.Path()).c_str(), ShortestNumber(timeLine.start).c_str(),
-              ShortestNumber(timeLine.duration).c_str());
-  for (std::size_t i = 0; i < samples.params.size(); ++i) {
-    const CParam& param = *samples.params[i];
-    std::printf("%s\n    {\"id\": %ld, \"name\": %s, \"type\": %s}", i ? "," : "", param.GetID(),
-                JsonString(Utf8(param.GetName())).c_str(),
-                JsonString(TypeName(param.GetType())).c_str());
+  const auto field = [](const char* name, const nlohmann::ordered_json& value) {
+    return "  " + nlohmann::json(name).dump() + ": " + value.dump() + ",\n";
+  };
+  std::string out = "{\n" + field("file", document.Path()) + field("start", timeLine.start) +
+                    field("duration", timeLine.duration);
+  if (samples.at.rate) {
+    const qd::Rate& rate = *samples.at.rate;
+    out += field("fps", std::to_string(rate.numerator) + "/" + std::to_string(rate.denominator));
   }
-  std::printf("\n  ],\n  \"samples\": [");
-  for (std::size_t row = 0; row < samples.times.size(); ++row) {
-    std::string values;
-    for (const Value& value : samples.rows[row])
-      values += (values.empty() ? "" : ", ") + ValueJson(value);
-    std::printf("%s\n    {\"time\": %s, \"values\": [%s]}", row ? "," : "",
-                ShortestNumber(samples.times[row]).c_str(), values.c_str());
+  const auto list = [&](const char* name, const std::vector<nlohmann::ordered_json>& items) {
+    out += "  " + nlohmann::json(name).dump() + ": [";
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      out += (i ? ",\n    " : "\n    ") + items[i].dump();
+    }
+    out += "\n  ]";
+  };
+  std::vector<nlohmann::ordered_json> params;
+  for (const CParam* param : samples.params) {
+    params.push_back({{"id", param->GetID()},
+                      {"name", Utf8(param->GetName())},
+                      {"type", TypeName(param->GetType())}});
   }
-  std::printf("\n  ]\n}\n");
+  list("parameters", params);
+  out += ",\n";
+  std::vector<nlohmann::ordered_json> rows;
+  for (std::size_t row = 0; row < samples.at.times.size(); ++row) {
+    nlohmann::ordered_json sample;
+    if (!samples.at.frames.empty()) sample["frame"] = samples.at.frames[row];
+    sample["time"] = samples.at.times[row];
+    sample["values"] = nlohmann::ordered_json::array();
+    for (const Value& value : samples.rows[row]) sample["values"].push_back(ValueJson(value));
+    rows.push_back(std::move(sample));
+  }
+  list("samples", rows);
+  out += "\n}\n";
+  std::fputs(out.c_str(), stdout);
 }
 
 }  // namespace

@@ -49,10 +49,12 @@ CLI::App* AddEval(CLI::App& app, EvalOptions& options) {
   AddStart(*command, options.timeLine);
   AddWindow(*command, options.timeLine);
   AddSampling(*command, options.timeLine);
+  AddFrames(*command, options.timeLine);
   command->add_option("--format", options.format, "table (aligned), csv or json")
       ->check(CLI::IsMember({"table", "csv", "json"}))
       ->capture_default_str();
-  command->footer("Example: qdparam eval examples/pip.xml --param opacity --fps 25 --to 2");
+  command->footer(
+      "Example: qdparam eval examples/pip.xml --param opacity --fps 30000/1001 --frames 0..60");
   return command;
 }
 

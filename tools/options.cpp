@@ -34,10 +34,16 @@ void AddWindow(CLI::App& command, TimeLine& timeLine) {
 }
 
 void AddSampling(CLI::App& command, TimeLine& timeLine) {
-  CLI::Option* fps = command.add_option("--fps", timeLine.fps, "frames per second to sample at");
+  CLI::Option* fps = command.add_option(
+      "--fps", timeLine.fps, "frames per second to sample at, exactly: 25, 29.97 or 30000/1001");
   CLI::Option* step =
       command.add_option("--step", timeLine.step, "seconds between samples (default: ten steps)");
   fps->excludes(step);
+}
+
+void AddFrames(CLI::App& command, TimeLine& timeLine) {
+  command.add_option("--frames", timeLine.frames,
+                     "only frames A to B of --fps (A..B, frame 0 at time 0)");
 }
 
 void AddOutput(CLI::App& command, std::string& out, bool& force, const std::string& what) {

@@ -21,10 +21,11 @@ struct Selection {
 struct TimeLine {
   double duration = 10.0;
   double start = 0.0;
-  std::optional<double> from;  // default: the clip's start
-  std::optional<double> to;    // default: the clip's end
-  std::optional<double> fps;   // sampling, one or the other;
-  std::optional<double> step;  // default: ten equal steps
+  std::optional<double> from;         // default: the clip's start
+  std::optional<double> to;           // default: the clip's end
+  std::optional<std::string> fps;     // sampling, one or the other: a rate ("30000/1001")
+  std::optional<double> step;         // or seconds; default: ten equal steps
+  std::optional<std::string> frames;  // "A..B": only these frames of --fps
 };
 
 struct EvalOptions {
@@ -74,6 +75,8 @@ void AddDuration(CLI::App& command, TimeLine& timeLine);
 void AddStart(CLI::App& command, TimeLine& timeLine);
 void AddWindow(CLI::App& command, TimeLine& timeLine);
 void AddSampling(CLI::App& command, TimeLine& timeLine);
+// --frames A..B, for commands that sample frames.
+void AddFrames(CLI::App& command, TimeLine& timeLine);
 void AddOutput(CLI::App& command, std::string& out, bool& force, const std::string& what);
 
 }  // namespace qdtool

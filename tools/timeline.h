@@ -2,6 +2,7 @@
 // keyframe sits on the clip.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -21,7 +22,14 @@ void CheckTimeLine(const TimeLine& timeLine);
 void PlaceOnClip(qd::Set& set, const TimeLine& timeLine);
 // The stretch looked at, the clip itself unless --from or --to narrow it.
 Window ResolveWindow(const TimeLine& timeLine);
-// Evenly spaced times over the window, both ends included.
-std::vector<double> SampleTimes(const TimeLine& timeLine);
+// The times a command samples: every frame of --fps in the window (or the
+// frames --frames names), each at its exact time; else evenly spaced times
+// over the window, both ends included.
+struct Sampling {
+  std::vector<double> times;
+  std::vector<std::int64_t> frames;  // the frame of each time; empty without --fps
+  std::optional<qd::Rate> rate;
+};
+Sampling SampleTimes(const TimeLine& timeLine);
 
 }  // namespace qdtool

@@ -78,19 +78,4 @@ std::string ValueTextExact(const Value& value) {
   return ValueText(value, 0);
 }
 
-std::string ValueJson(const Value& value) {
-  struct {
-    std::string operator()(std::monostate) const { return "null"; }
-    std::string operator()(double v) const { return ShortestNumber(v); }
-    std::string operator()(long v) const { return std::to_string(v); }
-    std::string operator()(bool v) const { return v ? "true" : "false"; }
-    std::string operator()(const std::string& v) const { return JsonString(v); }
-    std::string operator()(const Bytes& v) const {
-      return "{\"bytes\": " + std::to_string(v.size) + ", \"head\": \"" +
-             Hex(v.head.data(), v.head.size()) + "\"}";
-    }
-  } json;
-  return std::visit(json, value);
-}
-
 }  // namespace qdtool

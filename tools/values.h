@@ -33,7 +33,6 @@ bool IsNumeric(unsigned int type);
 std::string ValueText(const Value& value, int decimals);
 // The same for machines: numbers as the shortest exact text.
 std::string ValueTextExact(const Value& value);
-std::string ValueJson(const Value& value);
 
 // The size and head of `size` bytes at `data`.
 Bytes BinaryHead(const unsigned char* data, std::size_t size);

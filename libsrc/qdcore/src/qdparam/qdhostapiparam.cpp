@@ -6,8 +6,8 @@
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <numeric>
 #include <new>
+#include <numeric>
 
 #include "qdformatnames.h"
 #include "qdhostapi.h"
@@ -92,8 +92,9 @@ Result<Rate> Rate::parse(std::string_view text) {
                             !__builtin_mul_overflow(rate.numerator, belowScale, &rate.numerator);
   if (!ok) {
     std::string message(text);
-    message += " is no frame rate: write a positive number or a fraction, as 25, 29.97 or "
-               "30000/1001";
+    message +=
+        " is no frame rate: write a positive number or a fraction, as 25, 29.97 or "
+        "30000/1001";
     return detail::Failure(std::move(message));
   }
   const std::int64_t common = std::gcd(rate.numerator, rate.denominator);

@@ -15,12 +15,23 @@ namespace {
 
 constexpr const char* kDefaultExampleFile = "pip.xml";
 
+// ": why, at line L, column C" for a failure the reader could place.
+std::string Where(const CXMLDoc::Failure& failure) {
+  if (failure.message.empty()) return "";
+  std::string text = ": " + failure.message;
+  if (failure.line == 0) return text;
+  return text + " at line " + std::to_string(failure.line) + ", column " +
+         std::to_string(failure.column);
+}
+
 std::string ReadError(int result) {
   switch (result) {
     case CXMLDoc::kCannotOpen: return "cannot be opened";
     case CXMLDoc::kMalformed: return "is not well-formed XML";
     case CXMLDoc::kNotUtf8: return "is not UTF-8 text";
     case CXMLDoc::kNoElement: return "holds no XML element";
+    case CXMLDoc::kTooLarge:
+      return "is past the reader's limits";
     default: return "cannot be read (error " + std::to_string(result) + ")";
   }
 }
@@ -37,7 +48,7 @@ CXMLObject ReadRoot(const std::string& path) {
   if (!FromUtf8(path, widePath)) throw Failure("the file name is not valid UTF-8");
   CXMLDoc doc;
   if (const int result = doc.OpenDocFile(widePath.c_str()); result != CXMLDoc::kOk) {
-    throw Failure(path + " " + ReadError(result));
+    throw Failure(path + " " + ReadError(result) + Where(doc.GetLastFailure()));
   }
   return doc.GetContentElement();
 }

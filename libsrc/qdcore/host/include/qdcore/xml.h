@@ -2,7 +2,9 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -260,7 +262,27 @@ class QDHOST_API CXMLMemOut : public CXMLOut {
 // An XML document read into a CXMLObject tree.
 class QDHOST_API CXMLDoc {
  public:
-  enum Result : int { kOk = 0, kCannotOpen = 1, kMalformed = 2, kNotUtf8 = 3, kNoElement = 4 };
+  enum Result : int {
+    kOk = 0,
+    kCannotOpen = 1,
+    kMalformed = 2,
+    kNotUtf8 = 3,
+    kNoElement = 4,
+    kTooLarge = 5  // past a limit below: refused rather than read at any cost
+  };
+
+  // What no real document needs; past these a document is refused.
+  static constexpr std::size_t kMaxBytes = std::size_t{256} << 20;
+  static constexpr std::size_t kMaxDepth = std::size_t{1} << 20;       // nested elements
+  static constexpr std::size_t kMaxAttributes = std::size_t{1} << 20;  // per element
+
+  // Why the last open failed and where: a 1-based line and column (in
+  // characters) of the text, both 0 when the failure has no place in it.
+  struct Failure {
+    std::string message;  // UTF-8, empty after a successful open
+    unsigned int line = 0;
+    unsigned int column = 0;
+  };
 
   // 0 on success. `mode` and `flags` are accepted for the signature.
   int OpenDocFile(const wchar* path, int mode = 0, int flags = 0);
@@ -270,8 +292,23 @@ class QDHOST_API CXMLDoc {
   CXMLObject& GetContentElement() noexcept { return m_root; }
   const CXMLObject& GetContentElement() const noexcept { return m_root; }
 
+  // The last open's failure; an empty message after a success.
+  const Failure& GetLastFailure() const noexcept { return m_failure; }
+
+  // Makes the next opens remember where each element starts, for
+  // diagnostics (costs a table entry per element).
+  void KeepPositions(bool keep) noexcept { m_keepPositions = keep; }
+  // The 1-based line and column where `element`, an element of the tree as
+  // read, starts; false when not known (not kept, or written since).
+  bool GetPosition(const CXMLObject& element, unsigned int& line, unsigned int& column) const;
+
+  struct Positions;  // opaque: element storage to place in the text
+
  private:
   CXMLObject m_root;
+  Failure m_failure;
+  bool m_keepPositions = false;
+  std::shared_ptr<const Positions> m_positions;
 };
 
 // ---------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,16 +32,19 @@ const std::string kGrade = kExamples + "/colorgrade.xml";
 struct Result { int status; std::string out; std::string err; };
 
 // Runs the program in `folder` with its output in files there: no pipes to
-// fill up, and the exit status straight from waitpid.
-Result Run(const std::string& folder, const std::vector<std::string>& args) {
-  const std::string outPath = folder + "/.stdout";
+// fill up, and the exit status straight from waitpid. `device` replaces the
+// standard output's file.
+Result Run(const std::string& folder, const std::vector<std::string>& args,
+           const char* device = nullptr) {
+  const std::string outPath = device ? device : folder + "/.stdout";
   const std::string errPath = folder + "/.stderr";
   std::vector<char*> argv{const_cast<char*>(kTool.c_str())};
   for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
   argv.push_back(nullptr);
   const pid_t child = fork();
   if (child == 0) {
-    const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int out =
+        device ? open(device, O_WRONLY) : open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (out < 0 || err < 0 || chdir(folder.c_str()) != 0) _exit(126);
     dup2(out, STDOUT_FILENO);
@@ -50,7 +54,8 @@ Result Run(const std::string& folder, const std::vector<std::string>& args) {
   }
   int status = 0;
   waitpid(child, &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(outPath), ReadFile(errPath)};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, device ? "" : ReadFile(outPath),
+          ReadFile(errPath)};
 }
 
 std::vector<std::string> Lines(const std::string& text) {
@@ -78,7 +83,9 @@ class Tool : public ::testing::Test {
   void SetUp() override {
     if (kTool.empty()) GTEST_SKIP() << "built without the command-line program";
   }
-  Result Run(const std::vector<std::string>& args) { return ::Run(m_folder.path(), args); }
+  Result Run(const std::vector<std::string>& args, const char* device = nullptr) {
+    return ::Run(m_folder.path(), args, device);
+  }
   std::string Path(const std::string& name) const { return m_folder.path() + "/" + name; }
   // A parameter set file in the test's folder.
   std::string SetFile(const std::string& name, const std::string& parameters) {
@@ -468,3 +475,27 @@ TEST_F(Tool, ValidateFailsWithoutRulesOrWithABrokenOne) {
 }
 
 }  // namespace
+
+// ---- failing output
+
+// A full disk is a failure, whatever the command printed before it.
+TEST_F(Tool, OutputLostToAFullDiskFails) {
+  for (const char* command : {"eval", "show", "dump", "validate"}) {
+    const Result result = Run({command}, "/dev/full");
+    EXPECT_EQ(result.status, 1) << command;
+    EXPECT_THAT(result.err, HasSubstr("cannot write the standard output")) << command;
+  }
+}
+
+TEST_F(Tool, OnlyRegularFilesAreReplaced) {
+  const Result device = Run({"validate", "--out", "/dev/full", "--force"});
+  EXPECT_EQ(device.status, 1);
+  EXPECT_THAT(device.err, HasSubstr("not a regular file"));
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  ASSERT_EQ(mkfifo(Path("pipe.xml").c_str(), 0600), 0);
+  const Result pipe = Run({"validate", "--out", Path("pipe.xml"), "--force"});
+  EXPECT_EQ(pipe.status, 1);
+  EXPECT_TRUE(fs::is_fifo(Path("pipe.xml")));
+  const Result read = Run({"show", Path("pipe.xml")});  // returns at once, never blocks
+  EXPECT_EQ(read.status, 1);
+}

@@ -1,7 +1,9 @@
 // qdparam: evaluate, plot and inspect effect parameter sets from the command line.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <iterator>
 #include <new>
@@ -155,6 +157,11 @@ int main(int argc, char** argv) {
     return Fail("out of memory");
   } catch (const std::exception& error) {
     return Fail(error.what());
+  }
+  // Output lost to a full disk or a closed pipe is a failure, not a success.
+  if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+    const std::string reason = errno ? std::strerror(errno) : "write failed";
+    return Fail("cannot write the standard output: " + reason);
   }
   reports.PrintWarnings(stderr);
   return 0;

@@ -546,8 +546,8 @@ Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positi
 // check is made on the opened descriptor (a name checked first could be
 // swapped before the open), which is opened non-blocking so that opening a
 // pipe with no writer returns at once.
-CXMLDoc::Result ReadFile(const std::string& path, std::string& content) {
-  const FileHandle file(path.c_str());
+CXMLDoc::Result ReadFile(const std::string& path, bool follow, std::string& content) {
+  const FileHandle file(path.c_str(), follow ? 0 : O_NOFOLLOW);
   struct stat info;
   if (file.fd() < 0 || ::fstat(file.fd(), &info) != 0 || !S_ISREG(info.st_mode))
     return CXMLDoc::kCannotOpen;
@@ -588,7 +588,7 @@ int CXMLDoc::OpenDocMemory(std::u16string_view text) {
   return OpenDocMemory(std::string_view(ToUtf8(text)));
 }
 
-int CXMLDoc::OpenDocFile(const wchar* path, int, int) {
+int CXMLDoc::OpenDocFile(const wchar* path, int, int flags) {
   m_root.Free();
   m_positions.reset();
   m_failure = {};
@@ -598,7 +598,7 @@ int CXMLDoc::OpenDocFile(const wchar* path, int, int) {
   }
   const std::string name = ToUtf8(path);
   std::string content;
-  switch (ReadFile(name, content)) {
+  switch (ReadFile(name, (flags & kNoFollow) == 0, content)) {
     case kOk:
       return OpenDocMemory(std::string_view(content));
     case kTooLarge:

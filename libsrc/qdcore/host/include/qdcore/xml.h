@@ -220,7 +220,10 @@ class QDHOST_API CXMLOut {
 };
 
 // Writes to a file in UTF-8. `flags` bit 0: write the XML declaration and
-// indent. Open(path, mode): mode 0 creates or truncates.
+// indent. Open(path, mode) starts a file beside `path` (false when `path`
+// names something other than a regular file); Close syncs it and renames it
+// over `path`, so a reader or a crash sees the old file or the new one,
+// never part of one. A failed write makes Close false and leaves the old.
 class QDHOST_API CXMLFileOut : public CXMLOut {
  public:
   explicit CXMLFileOut(int flags = 1);
@@ -284,7 +287,11 @@ class QDHOST_API CXMLDoc {
     unsigned int column = 0;
   };
 
-  // 0 on success. `mode` and `flags` are accepted for the signature.
+  // OpenDocFile flags: a symbolic link at `path` is not followed (fails).
+  static constexpr int kNoFollow = 1;
+
+  // 0 on success. Only a regular file is read (a pipe or a device fails at
+  // once, never blocks). `mode` is accepted for the signature.
   int OpenDocFile(const wchar* path, int mode = 0, int flags = 0);
   int OpenDocMemory(std::string_view utf8);
   int OpenDocMemory(std::u16string_view text);

@@ -499,3 +499,25 @@ TEST_F(Tool, OnlyRegularFilesAreReplaced) {
   const Result read = Run({"show", Path("pipe.xml")});  // returns at once, never blocks
   EXPECT_EQ(read.status, 1);
 }
+
+// ---- check
+
+TEST_F(Tool, CheckPrintsFindingsWithTheirPlaceAndFailsOnlyOnErrors) {
+  const std::string warned =
+      SetFile("warned.xml", "\n<Parameter id=\"1\" name=\"a\" min=\"2\" max=\"1\"/>");
+  const Result warnings = Run({"check", warned});
+  EXPECT_EQ(warnings.status, 0) << warnings.err;
+  EXPECT_THAT(warnings.out,
+              HasSubstr(warned + ":2:1: warning: <Parameter id=\"1\" name=\"a\">: min"));
+  EXPECT_THAT(warnings.out, HasSubstr("0 errors, 1 warning"));
+  const std::string broken =
+      SetFile("broken.xml", "\n<Parameter id=\"1\" name=\"a\" value=\"nan\"/>");
+  const Result errors = Run({"check", broken});
+  EXPECT_EQ(errors.status, 1);
+  EXPECT_THAT(errors.out, HasSubstr(broken + ":2:1: error:"));
+  WriteFile(Path("malformed.xml"), "<Property>\n<Parameter>\n</Property>");
+  const Result malformed = Run({"check", Path("malformed.xml")});
+  EXPECT_EQ(malformed.status, 1);
+  EXPECT_THAT(malformed.out, HasSubstr("malformed.xml:3:"));
+  EXPECT_EQ(Run({"check"}).status, 0);  // the bundled example is clean
+}

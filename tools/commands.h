@@ -10,5 +10,7 @@ void Plot(const PlotOptions& options);
 void Show(const ShowOptions& options);
 void Dump(const DumpOptions& options);
 void Validate(const ValidateOptions& options);
+// Prints the document's findings; 1 when any is an error, 0 otherwise.
+int Check(const CheckOptions& options);
 
 }  // namespace qdtool

@@ -30,6 +30,7 @@ struct Commands {
   CLI::App* show;
   CLI::App* dump;
   CLI::App* validate;
+  CLI::App* check;
 };
 
 struct AllOptions {
@@ -38,6 +39,7 @@ struct AllOptions {
   ShowOptions show;
   DumpOptions dump;
   ValidateOptions validate;
+  CheckOptions check;
 };
 
 CLI::App* AddEval(CLI::App& app, EvalOptions& options) {
@@ -94,15 +96,25 @@ CLI::App* AddValidate(CLI::App& app, ValidateOptions& options) {
   return command;
 }
 
-void Run(const Commands& commands, const AllOptions& options) {
-  if (commands.eval->parsed()) return Eval(options.eval);
-  if (commands.plot->parsed()) return Plot(options.plot);
-  if (commands.show->parsed()) return Show(options.show);
-  if (commands.dump->parsed()) return Dump(options.dump);
-  if (commands.validate->parsed()) return Validate(options.validate);
+CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
+  CLI::App* command = app.add_subcommand(
+      "check", "Report every error and doubtful entry of the file, with its line and column");
+  AddFileArgument(*command, options.file);
+  return command;
 }
 
-constexpr const char* kCommandNames[] = {"eval", "plot", "show", "dump", "validate"};
+// The exit status of a command that did its work.
+int Run(const Commands& commands, const AllOptions& options) {
+  if (commands.check->parsed()) return Check(options.check);
+  if (commands.eval->parsed()) Eval(options.eval);
+  if (commands.plot->parsed()) Plot(options.plot);
+  if (commands.show->parsed()) Show(options.show);
+  if (commands.dump->parsed()) Dump(options.dump);
+  if (commands.validate->parsed()) Validate(options.validate);
+  return 0;
+}
+
+constexpr const char* kCommandNames[] = {"eval", "plot", "show", "dump", "validate", "check"};
 
 // CLI11 only says that a command is missing; name the word it did not know.
 std::string Unparsed(const CLI::ParseError& error, int argc, char** argv) {
@@ -110,7 +122,7 @@ std::string Unparsed(const CLI::ParseError& error, int argc, char** argv) {
   const bool known = std::any_of(std::begin(kCommandNames), std::end(kCommandNames),
                                  [&](const char* name) { return first == name; });
   if (known || (!first.empty() && first[0] == '-')) return error.what();
-  const std::string list = "the commands are eval, plot, show, dump and validate";
+  const std::string list = "the commands are eval, plot, show, dump, validate and check";
   return first.empty() ? "a command is required: " + list
                        : "unknown command \"" + first + "\"; " + list;
 }
@@ -133,9 +145,9 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   app.footer("Run qdparam COMMAND --help for a command's options.");
   AllOptions options;
-  const Commands commands{AddEval(app, options.eval), AddPlot(app, options.plot),
-                          AddShow(app, options.show), AddDump(app, options.dump),
-                          AddValidate(app, options.validate)};
+  const Commands commands{AddEval(app, options.eval),         AddPlot(app, options.plot),
+                          AddShow(app, options.show),         AddDump(app, options.dump),
+                          AddValidate(app, options.validate), AddCheck(app, options.check)};
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& help) {
@@ -149,8 +161,9 @@ int main(int argc, char** argv) {
     return kBadUsage;
   }
   LibraryReports reports;
+  int status = 0;
   try {
-    Run(commands, options);
+    status = Run(commands, options);
   } catch (const Failure& failure) {
     return Fail(failure.what());
   } catch (const std::bad_alloc&) {
@@ -164,5 +177,5 @@ int main(int argc, char** argv) {
     return Fail("cannot write the standard output: " + reason);
   }
   reports.PrintWarnings(stderr);
-  return 0;
+  return status;
 }

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "qdcore/xml.h"
+
 using namespace qdcore;
 
 namespace {
@@ -135,4 +137,30 @@ TEST(Check, DeeplyNestedRulesAreWalkedWithoutRecursion) {
       CheckSet("<Parameter id=\"1\" name=\"a\"/><Validation>" + rules + "</Validation>");
   ASSERT_EQ(findings.size(), 1u) << Describe(findings);
   EXPECT_NE(findings[0].message.find("<Action id=\"7\">"), std::string::npos);
+}
+
+// A count that promises more numbers than the payload holds; the same
+// payload with them all is clean.
+TEST(Check, PayloadsWhoseCountsDoNotFitAreErrors) {
+  std::vector<unsigned char> graph(4 * 12, 0);
+  graph[0] = 2;   // kind 2: a counted tail
+  graph[44] = 3;  // of three numbers
+  for (const bool whole : {false, true}) {
+    if (whole) graph.resize(graph.size() + 12, 0);
+    CXMLObject binary(CZPoolString(u"Binary"));
+    binary.Set(graph.data(), graph.size());
+    const std::string base64 = ToUtf8(binary.GetData().view());
+    const std::vector<CheckFinding> findings = CheckSet(
+        "<Parameter id=\"1\" name=\"g\" type=\"Binary\" binaryInterpolationType=\"SplitGraph\">"
+        "<Keyframe position=\"0\">\n<Binary>" +
+        base64 + "</Binary></Keyframe></Parameter>");
+    if (whole) {
+      EXPECT_TRUE(findings.empty()) << Describe(findings);
+      continue;
+    }
+    ASSERT_EQ(findings.size(), 1u) << Describe(findings);
+    EXPECT_EQ(findings[0].severity, kError);
+    EXPECT_EQ(findings[0].line, 3u);
+    EXPECT_NE(findings[0].message.find("counts do not fit"), std::string::npos);
+  }
 }

@@ -11,11 +11,13 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "qdblend.h"
 #include "qdformatnames.h"
 #include "qdparam/check.h"
 
@@ -230,6 +232,28 @@ void CheckBase64(Findings& out, const CXMLObject& element) {
   }
 }
 
+// A payload of the kinds whose counts say how much follows: blended with
+// itself, it declines exactly when a count does not fit its size, and the
+// parameter's own value then stands in for it.
+void CheckPayload(Findings& out, const CXMLObject& binary, unsigned int kind) {
+  using Blend = std::optional<unsigned int> (*)(Bytes, Bytes, double, MutableBytes);
+  const Blend blend = kind == BINARY_INTERPOLATION_SPLITGRAPH         ? BlendSplitGraph
+                      : kind == BINARY_INTERPOLATION_GEOMETRYMASK     ? BlendGeometryMask
+                      : kind == BINARY_INTERPOLATION_MASKMULTIPOLYGON ? BlendMaskMultiPolygon
+                                                                      : nullptr;
+  const std::uint64_t size = binary.GetDataBinarySize();
+  if (kind == BINARY_INTERPOLATION_COLORWHEEL && size != 0 && size != kColorWheelBytes) {
+    out.Warning(binary, "a ColorWheel payload of " + std::to_string(size) + " bytes, not " +
+                            std::to_string(kColorWheelBytes));
+  }
+  if (!blend || size == 0) return;
+  std::vector<unsigned char> bytes(size), blended(size);
+  binary.GetDataBinary(bytes.data(), size);
+  if (!blend(bytes, bytes, 1.0, blended)) {
+    out.Error(binary, "the payload's counts do not fit its " + std::to_string(size) + " bytes");
+  }
+}
+
 // ---------------------------------------------------------------------------
 // 3. Keyframes and parameters
 // ---------------------------------------------------------------------------
@@ -316,6 +340,21 @@ void CheckAnchors(Findings& out, const CXMLObject& key, const KeyTime& from, con
   }
 }
 
+unsigned int PayloadKind(const CXMLObject& parameter) {
+  const CZPoolString text = parameter.FindAttribute(kBinaryInterpolationType);
+  for (const tagXMLFLAGMAP& entry : kBinaryInterpolationNames) {
+    if (text && entry.name.view() == text.view()) return entry.value;
+  }
+  return BINARY_INTERPOLATION_NONE;
+}
+
+void CheckBinary(Findings& out, const CXMLObject& holder, unsigned int kind) {
+  const CXMLObject* binary = holder.FindNextElement(kBinary, nullptr);
+  if (!binary) return;
+  CheckBase64(out, *binary);
+  CheckPayload(out, *binary, kind);
+}
+
 void CheckKeyframes(Findings& out, const CXMLObject& parameter, unsigned int type) {
   std::vector<const CXMLObject*> keys;
   std::vector<KeyTime> times;
@@ -332,8 +371,7 @@ void CheckKeyframes(Findings& out, const CXMLObject& parameter, unsigned int typ
     CheckNames(out, *key, kInterpolation, kKeyframeInterpolationNames, false,
                CheckSeverity::kWarning);
     CheckNames(out, *key, kTimeTranslation, kTimeTranslationNames, true, CheckSeverity::kWarning);
-    if (const CXMLObject* binary = key->FindNextElement(kBinary, nullptr))
-      CheckBase64(out, *binary);
+    CheckBinary(out, *key, PayloadKind(parameter));
     keys.push_back(key);
     times.push_back(time);
   }
@@ -386,8 +424,7 @@ void CheckParameter(Findings& out, const CXMLObject& parameter) {
   CheckNames(out, parameter, kInterpolation, kInterpolationNames, true, CheckSeverity::kWarning);
   CheckNames(out, parameter, kBinaryInterpolationType, kBinaryInterpolationNames, false,
              CheckSeverity::kWarning);
-  if (const CXMLObject* binary = parameter.FindNextElement(kBinary, nullptr))
-    CheckBase64(out, *binary);
+  CheckBinary(out, parameter, PayloadKind(parameter));
   CheckKeyframes(out, parameter, type);
 }
 

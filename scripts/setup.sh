@@ -4,6 +4,8 @@
 #   scripts/setup.sh test      build (Release) and run the whole test suite
 #   scripts/setup.sh sanitize  build with address and undefined sanitizers and run the suite
 #   scripts/setup.sh sanitize-thread  build with the thread sanitizer and run the suite
+#   scripts/setup.sh fuzz      build the libFuzzer targets (clang) and run each for
+#                              QD_FUZZ_SECONDS seconds (60 by default) from fuzz/corpus/
 # Safe to run again: packages already present are not reinstalled, and the
 # build only redoes what changed.
 set -euo pipefail
@@ -11,6 +13,7 @@ set -euo pipefail
 job=${1:-example}
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 packages=(g++ cmake ninja-build pkgconf libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev)
+if [[ $job == fuzz ]]; then packages+=(clang libclang-rt-dev); fi
 
 missing=()
 for package in "${packages[@]}"; do
@@ -52,8 +55,32 @@ case "$job" in
     build "$root/build-tsan" -DCMAKE_BUILD_TYPE=Debug -DQD_SANITIZE_THREAD=ON -DQD_BUILD_BENCH=OFF
     ctest --test-dir "$root/build-tsan" --output-on-failure -j "$jobs" -E '^install_consumer$'
     ;;
+  fuzz)
+    # New inputs a run finds go to build-fuzz/corpus/NAME; the seeds kept in
+    # the repository (fuzz/corpus/NAME) are only read.
+    CXX=clang++ build "$root/build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQD_BUILD_FUZZ=ON \
+      -DQD_BUILD_TESTS=OFF -DQD_BUILD_BENCH=OFF -DQD_BUILD_TOOLS=OFF
+    seconds=${QD_FUZZ_SECONDS:-60}
+    for program in "$root"/build-fuzz/fuzz/*_fuzz; do
+      name=$(basename "$program" _fuzz)
+      work="$root/build-fuzz/corpus/$name"
+      mkdir -p "$work"
+      seeds=()
+      if [[ -d "$root/fuzz/corpus/$name" ]]; then seeds=("$root/fuzz/corpus/$name"); fi
+      log="$root/build-fuzz/$name.log"
+      status=0
+      "$program" -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
+        "$work" "${seeds[@]}" >"$log" 2>&1 || status=$?
+      summary=$(grep -E '^#[0-9]+[[:space:]]+DONE' "$log" | tail -1 || true)
+      echo "$name: ${summary:-no summary} (log: $log)"
+      if ((status != 0)); then
+        tail -40 "$log" >&2
+        exit "$status"
+      fi
+    done
+    ;;
   *)
-    echo "usage: $0 example|test|sanitize|sanitize-thread" >&2
+    echo "usage: $0 example|test|sanitize|sanitize-thread|fuzz" >&2
     exit 2
     ;;
 esac

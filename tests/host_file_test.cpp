@@ -261,3 +261,32 @@ TEST_F(StaticSourceFolder, PlantedPipesAndLinksAreNotRead) {
   EXPECT_FALSE(got);
   EXPECT_FALSE(CStaticSource::GetSource(linked, content));
 }
+
+// Another process rewriting a source's file over and over: every read here
+// gets one whole version or the other, never a torn file.
+TEST_F(StaticSourceFolder, ReadersNeverSeeAFileBeingReplaced) {
+  ASSERT_TRUE(QF_CreatePrivateDirectory(Wide(Folder()).c_str()));
+  const CGUID id = NewId();
+  const auto mirror = [&](const char16_t* value) {
+    CXMLObject root(P(u"Root")), source = Element(u"StaticSource", {{u"ID", id.GetString()}});
+    CXMLObject content = Element(u"Content", {{u"value", value}});
+    for (int i = 0; i < 2000; ++i) content.Add(Element(u"Filler", {{u"n", u"0123456789"}}));
+    source.Add(content);
+    root.Add(source);
+    return root;
+  };
+  const CXMLObject versions[] = {mirror(u"0A"), mirror(u"0B")};
+  ASSERT_TRUE(WriteTree(FileOf(id), versions[0]));
+  const pid_t child = fork();
+  if (child == 0) {
+    for (int i = 0;; ++i) WriteTree(FileOf(id), versions[i % 2]);
+  }
+  int whole = 0;
+  for (int i = 0; i < 300; ++i) {
+    std::vector<unsigned char> bytes;
+    whole += CStaticSource::GetSource(id, bytes) && bytes.size() == 1;
+  }
+  ::kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  EXPECT_EQ(whole, 300);
+}

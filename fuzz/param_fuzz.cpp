@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FuzzedDataProvider in(data, size);
   const bool replace = in.ConsumeBool();
   const std::string first = in.ConsumeRandomLengthString(size);
-  const std::string second = in.ConsumeRemainingAsString();
+  const std::string second = in.ConsumeRemainingBytesAsString();
   CParam param;
   param.Load(Parse(first));
   param.Update(Parse(second), replace);

@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const double step = in.ConsumeBool() ? in.ConsumeFloatingPoint<double>()
                                        : in.ConsumeIntegralInRange(-100, 100) * 0.01;
   const auto count = in.ConsumeIntegralInRange<unsigned long>(0, 512);
-  const std::string text = in.ConsumeRemainingAsString();
+  const std::string text = in.ConsumeRemainingBytesAsString();
   CXMLDoc doc;
   if (doc.OpenDocMemory(std::string_view(text)) != 0) return 0;
   CParam param;

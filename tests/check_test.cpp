@@ -85,6 +85,8 @@ TEST(Check, EachKindOfNonsenseIsReportedWithItsLine) {
       {"<Parameter id=\"1\" name=\"a\"/>\n<Validation><Condition id=\"1\" relation=\"Equal\" "
        "value=\"0\">\n<Action id=\"9\" max=\"1\"/></Condition></Validation>",
        {kWarning, 4, "names no parameter"}},
+      {"<Parameter id=\"1\" name=\"a\">\n<value>&amp;ok; &#38; &lt; &nbsp;</value></Parameter>",
+       {kWarning, 3, "&nbsp; is no declared entity"}},
       {"<Parameter id=\"1\" name=\"a\"/>\n<Validation><Condition id=\"1\" relation=\"Like\"/>"
        "</Validation>",
        {kWarning, 3, "unknown name \"Like\""}},

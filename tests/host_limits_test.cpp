@@ -132,3 +132,27 @@ TEST(XmlLimits, KeptPositionsPlaceEveryElement) {
   ASSERT_EQ(plain.OpenDocMemory(std::string_view("<a/>")), 0);
   EXPECT_FALSE(plain.GetPosition(plain.GetContentElement(), line, column));
 }
+
+// The reader keeps "&name;" of an undeclared entity as text; with positions
+// kept, each such reference is listed with its place, and nothing in
+// markup (comments, CDATA, a document type) is taken for one.
+TEST(XmlLimits, UndeclaredEntitiesAreListedWhereTheyStand) {
+  const char* text =
+      "<!DOCTYPE a [<!ENTITY x \"&y;\">]>\n"
+      "<a v=\"&amp;&#65;&x;\"><!-- &c; --><![CDATA[&d;]]>\n"
+      "  &e;&lt;&;& f;</a>";
+  CXMLDoc doc;
+  doc.KeepPositions(true);
+  ASSERT_EQ(doc.OpenDocMemory(std::string_view(text)), 0);
+  const std::vector<CXMLDoc::Reference> found = doc.GetUnresolvedReferences();
+  ASSERT_EQ(found.size(), 2u);
+  EXPECT_EQ(found[0].name, "x");
+  EXPECT_EQ(found[0].line, 2u);
+  EXPECT_EQ(found[0].column, 17u);
+  EXPECT_EQ(found[1].name, "e");
+  EXPECT_EQ(found[1].line, 3u);
+  EXPECT_EQ(found[1].column, 3u);
+  CXMLDoc plain;
+  ASSERT_EQ(plain.OpenDocMemory(std::string_view(text)), 0);
+  EXPECT_TRUE(plain.GetUnresolvedReferences().empty());
+}

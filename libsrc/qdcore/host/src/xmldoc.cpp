@@ -422,7 +422,63 @@ struct CXMLDoc::Positions {
     unsigned int column;
   };
   std::unordered_map<const Node*, Place> places;
+  std::vector<CXMLDoc::Reference> references;
 };
+
+namespace {
+
+// ---- references the reader leaves as text
+
+bool IsEntityNameChar(char c) noexcept {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         c == ':' || c == '.' || c == '-' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+// Past the end of the markup that starts at `at` with `open`, or `at` when
+// none starts there. A document type's internal subset ends at "]>".
+std::size_t SkipMarkup(std::string_view text, std::size_t at) noexcept {
+  const struct {
+    std::string_view open, close;
+  } kinds[] = {{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}};
+  for (const auto& kind : kinds) {
+    if (text.substr(at, kind.open.size()) != kind.open) continue;
+    const std::size_t end = text.find(kind.close, at + kind.open.size());
+    return end == std::string_view::npos ? text.size() : end + kind.close.size();
+  }
+  if (text.substr(at, 9) != "<!DOCTYPE") return at;
+  const std::size_t close = text.find('>', at);
+  const std::size_t subset = text.find('[', at);
+  const std::size_t end = subset < close ? text.find("]>", subset) : close;
+  return end == std::string_view::npos ? text.size() : end + (subset < close ? 2 : 1);
+}
+
+// Every "&name;" outside markup whose name is not one of the five XML
+// predefines; `counter` places them.
+void FindUnresolved(std::string_view text, PlaceCounter& counter,
+                    std::vector<CXMLDoc::Reference>& found) {
+  constexpr std::string_view kPredefined[] = {"lt", "gt", "amp", "apos", "quot"};
+  constexpr std::size_t kLongestName = 256;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (text[at] == '<') {
+      const std::size_t past = SkipMarkup(text, at);
+      if (past != at) at = past - 1;
+      continue;
+    }
+    if (text[at] != '&') continue;
+    std::size_t end = at + 1;
+    while (end < text.size() && end - at <= kLongestName && IsEntityNameChar(text[end])) ++end;
+    if (end == at + 1 || end >= text.size() || text[end] != ';') continue;
+    const std::string_view name = text.substr(at + 1, end - at - 1);
+    bool predefined = false;
+    for (const std::string_view known : kPredefined) predefined = predefined || name == known;
+    if (predefined) continue;
+    CXMLDoc::Reference& reference = found.emplace_back();
+    reference.name = std::string(name);
+    counter.Place(at, reference.line, reference.column);
+  }
+}
+
+}  // namespace
 
 namespace {
 
@@ -539,7 +595,12 @@ Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positi
   if (parsed.status == pugi::status_out_of_memory) throw std::bad_alloc();
   if (parsed.status != pugi::status_ok)
     return FailAt(CXMLDoc::kMalformed, parsed.description(), parsed.offset);
-  return Convert(doc, utf8, root, positions);
+  Outcome converted = Convert(doc, utf8, root, positions);
+  if (positions && converted.result == CXMLDoc::kOk) {
+    PlaceCounter counter(utf8);
+    FindUnresolved(utf8, counter, positions->references);
+  }
+  return converted;
 }
 
 // Only regular files: a pipe or a device could block or never end. The
@@ -608,6 +669,10 @@ int CXMLDoc::OpenDocFile(const wchar* path, int, int flags) {
       m_failure.message = "cannot open the file as a regular file";
       return kCannotOpen;
   }
+}
+
+std::vector<CXMLDoc::Reference> CXMLDoc::GetUnresolvedReferences() const {
+  return m_positions ? m_positions->references : std::vector<Reference>();
 }
 
 bool CXMLDoc::GetPosition(const CXMLObject& element, unsigned int& line,

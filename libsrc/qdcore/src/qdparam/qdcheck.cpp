@@ -123,6 +123,10 @@ class Findings {
   void Warning(const CXMLObject& element, const std::string& message) {
     Add(CheckSeverity::kWarning, element, message);
   }
+  void AddAt(CheckSeverity severity, unsigned int line, unsigned int column,
+             const std::string& message) {
+    m_list.push_back(CheckFinding{severity, line, column, message});
+  }
   std::vector<CheckFinding> Take() { return std::move(m_list); }
 
  private:
@@ -499,6 +503,10 @@ std::vector<CheckFinding> CheckTree(const CXMLDoc& doc) {
     unsigned int count = 0;
     const CXMLObject* children = element.GetElements(count);
     for (unsigned int i = count; i > 0; --i) pending.push_back(&children[i - 1]);
+  }
+  for (const CXMLDoc::Reference& reference : doc.GetUnresolvedReferences()) {
+    out.AddAt(CheckSeverity::kWarning, reference.line, reference.column,
+              "&" + reference.name + "; is no declared entity: it is kept as literal text");
   }
   // Sets report after their parameters' own findings: put all in text order.
   std::vector<CheckFinding> findings = out.Take();

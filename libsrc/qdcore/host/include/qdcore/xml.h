@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "qdcore/core.h"
 
@@ -308,6 +309,17 @@ class QDHOST_API CXMLDoc {
   // The 1-based line and column where `element`, an element of the tree as
   // read, starts; false when not known (not kept, or written since).
   bool GetPosition(const CXMLObject& element, unsigned int& line, unsigned int& column) const;
+
+  // A reference to an entity that is neither predefined nor a character
+  // ("&name;"): the reader keeps it as literal text. Known only when
+  // positions are kept.
+  struct Reference {
+    std::string name;
+    unsigned int line = 0;
+    unsigned int column = 0;
+  };
+  // Such references of the last open, in text order.
+  std::vector<Reference> GetUnresolvedReferences() const;
 
   struct Positions;  // opaque: element storage to place in the text
 

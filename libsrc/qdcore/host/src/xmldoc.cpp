@@ -607,20 +607,23 @@ Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positi
 // check is made on the opened descriptor (a name checked first could be
 // swapped before the open), which is opened non-blocking so that opening a
 // pipe with no writer returns at once.
-CXMLDoc::Result ReadFile(const std::string& path, bool follow, std::string& content) {
+Outcome ReadFile(const std::string& path, bool follow, std::string& content) {
   const FileHandle file(path.c_str(), follow ? 0 : O_NOFOLLOW);
   struct stat info;
-  if (file.fd() < 0 || ::fstat(file.fd(), &info) != 0 || !S_ISREG(info.st_mode))
-    return CXMLDoc::kCannotOpen;
-  if (static_cast<std::uint64_t>(info.st_size) > CXMLDoc::kMaxBytes) return CXMLDoc::kTooLarge;
+  if (file.fd() < 0 || ::fstat(file.fd(), &info) != 0)
+    return Fail(CXMLDoc::kCannotOpen, std::strerror(errno));
+  if (!S_ISREG(info.st_mode)) return Fail(CXMLDoc::kCannotOpen, "not a regular file");
+  if (static_cast<std::uint64_t>(info.st_size) > CXMLDoc::kMaxBytes)
+    return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
   content.reserve(static_cast<std::size_t>(info.st_size));
   char block[64 * 1024];
   for (;;) {
     const ssize_t got = ::read(file.fd(), block, sizeof block);
-    if (got == 0) return CXMLDoc::kOk;
-    if (got < 0 && errno != EINTR) return CXMLDoc::kCannotOpen;
+    if (got == 0) return {};
+    if (got < 0 && errno != EINTR) return Fail(CXMLDoc::kCannotOpen, std::strerror(errno));
     if (got > 0) content.append(block, static_cast<std::size_t>(got));
-    if (content.size() > CXMLDoc::kMaxBytes) return CXMLDoc::kTooLarge;  // grew while read
+    if (content.size() > CXMLDoc::kMaxBytes)  // grew while read
+      return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
   }
 }
 
@@ -659,16 +662,10 @@ int CXMLDoc::OpenDocFile(const wchar* path, int, int flags) {
   }
   const std::string name = ToUtf8(path);
   std::string content;
-  switch (ReadFile(name, (flags & kNoFollow) == 0, content)) {
-    case kOk:
-      return OpenDocMemory(std::string_view(content));
-    case kTooLarge:
-      m_failure.message = TooLargeMessage();
-      return kTooLarge;
-    default:
-      m_failure.message = "cannot open the file as a regular file";
-      return kCannotOpen;
-  }
+  const Outcome read = ReadFile(name, (flags & kNoFollow) == 0, content);
+  if (read.result == kOk) return OpenDocMemory(std::string_view(content));
+  m_failure.message = read.message;
+  return read.result;
 }
 
 std::vector<CXMLDoc::Reference> CXMLDoc::GetUnresolvedReferences() const {

@@ -508,11 +508,20 @@ std::vector<CheckFinding> CheckTree(const CXMLDoc& doc) {
     out.AddAt(CheckSeverity::kWarning, reference.line, reference.column,
               "&" + reference.name + "; is no declared entity: it is kept as literal text");
   }
-  // Sets report after their parameters' own findings: put all in text order.
-  std::vector<CheckFinding> findings = out.Take();
-  std::stable_sort(findings.begin(), findings.end(), [](const auto& a, const auto& b) {
-    return a.line != b.line ? a.line < b.line : a.column < b.column;
+  // Sets report after their parameters' own findings: put all in text order,
+  // keeping the order of findings at one place.
+  std::vector<CheckFinding> found = out.Take();
+  std::vector<std::size_t> order(found.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::sort(order.begin(), order.end(), [&found](std::size_t a, std::size_t b) {
+    const CheckFinding& x = found[a];
+    const CheckFinding& y = found[b];
+    if (x.line != y.line) return x.line < y.line;
+    return x.column != y.column ? x.column < y.column : a < b;
   });
+  std::vector<CheckFinding> findings;
+  findings.reserve(found.size());
+  for (const std::size_t i : order) findings.push_back(std::move(found[i]));
   return findings;
 }
 

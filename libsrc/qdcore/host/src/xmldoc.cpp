@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -205,11 +206,14 @@ bool HasDuplicateNames(const XMLAttrList& attrs) {
     }
     return false;
   }
-  std::vector<std::u16string_view> names;
+  // A set rather than a sort: an element with a million attributes costs a
+  // million steps.
+  std::unordered_set<std::u16string_view> names;
   names.reserve(attrs.size());
-  for (const XMLAttr& attr : attrs) names.push_back(attr.name.view());
-  std::sort(names.begin(), names.end());
-  return std::adjacent_find(names.begin(), names.end()) != names.end();
+  for (const XMLAttr& attr : attrs) {
+    if (!names.insert(attr.name.view()).second) return true;
+  }
+  return false;
 }
 
 // Short values repeat (flags, modes, round numbers): equal ones within a

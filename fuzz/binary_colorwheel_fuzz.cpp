@@ -1,7 +1,7 @@
 // Fuzzes the ColorWheel blend with arbitrary payload pairs, weights and
 // caller sizes.
-#include "qdblend.h"
 #include "fuzz_input.h"
+#include "qdblend.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const qdfuzz::BlendInput input = qdfuzz::Read(data, size);

@@ -1,7 +1,7 @@
 // Fuzzes the MaskMultiPolygon blend with arbitrary payload pairs and weights. Pairs
 // are mostly cut to equal sizes, which is what reaches the walk.
-#include "qdblend.h"
 #include "fuzz_input.h"
+#include "qdblend.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qdfuzz::BlendInput input = qdfuzz::Read(data, size);

@@ -3,8 +3,8 @@
 // size receives, and a wrong size must receive nothing.
 #include <algorithm>
 
-#include "qdblend.h"
 #include "fuzz_input.h"
+#include "qdblend.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const qdfuzz::BlendInput input = qdfuzz::Read(data, size);

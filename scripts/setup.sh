@@ -6,6 +6,8 @@
 #   scripts/setup.sh sanitize-thread  build with the thread sanitizer and run the suite
 #   scripts/setup.sh docs      the API reference and the docs/ pages as HTML in build/docs;
 #                              any Doxygen warning fails it
+#   scripts/setup.sh fuzz      build the libFuzzer targets (clang) and run each for
+#                              QD_FUZZ_SECONDS seconds (60 by default) from fuzz/corpus/
 # Safe to run again: packages already present are not reinstalled, and the
 # build only redoes what changed.
 set -euo pipefail
@@ -16,6 +18,7 @@ packages=(g++ cmake ninja-build pkgconf libpugixml-dev libgtest-dev libgmock-dev
           pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib)
 # The documentation needs its generator and nothing that builds.
 [[ $job == docs ]] && packages=(doxygen)
+if [[ $job == fuzz ]]; then packages+=(clang libclang-rt-dev); fi
 
 missing=()
 for package in "${packages[@]}"; do
@@ -63,8 +66,32 @@ case "$job" in
     (cd "$root" && doxygen docs/Doxyfile)
     echo "The documentation is $root/build/docs/index.html: open it in a web browser."
     ;;
+  fuzz)
+    # New inputs a run finds go to build-fuzz/corpus/NAME; the seeds kept in
+    # the repository (fuzz/corpus/NAME) are only read.
+    CXX=clang++ build "$root/build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQD_BUILD_FUZZ=ON \
+      -DQD_BUILD_TESTS=OFF -DQD_BUILD_BENCH=OFF -DQD_BUILD_TOOLS=OFF
+    seconds=${QD_FUZZ_SECONDS:-60}
+    for program in "$root"/build-fuzz/fuzz/*_fuzz; do
+      name=$(basename "$program" _fuzz)
+      work="$root/build-fuzz/corpus/$name"
+      mkdir -p "$work"
+      seeds=()
+      if [[ -d "$root/fuzz/corpus/$name" ]]; then seeds=("$root/fuzz/corpus/$name"); fi
+      log="$root/build-fuzz/$name.log"
+      status=0
+      "$program" -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
+        "$work" "${seeds[@]}" >"$log" 2>&1 || status=$?
+      summary=$(grep -E '^#[0-9]+[[:space:]]+DONE' "$log" | tail -1 || true)
+      echo "$name: ${summary:-no summary} (log: $log)"
+      if ((status != 0)); then
+        tail -40 "$log" >&2
+        exit "$status"
+      fi
+    done
+    ;;
   *)
-    echo "usage: $0 example|test|sanitize|sanitize-thread|docs" >&2
+    echo "usage: $0 example|test|sanitize|sanitize-thread|docs|fuzz" >&2
     exit 2
     ;;
 esac

@@ -64,6 +64,8 @@ TEST(HostApi, FailuresSayWhereTheyAre) {
       {"<Effect/>", 1, 1, "not <Property>"},
       {"", 0, 0, "no element"},
       {"<Property><Parameter name=\"a\"/></Property>", 0, 0, "has no id"},
+      {"<Property>\n <Parameter id=\"1\" type=\"Dubble\" value=\"1\"/></Property>", 2, 2, "Dubble"},
+      {"<Property>\n\n  <Parameter id=\"1\" value=\"nan\"/></Property>", 3, 3, "nan"},
   };
   for (const Case& c : cases) {
     const auto set = qd::Set::parse(c.text);

@@ -258,3 +258,39 @@ TEST(ParamSetXml, DumpPrintsTheSetItsParametersAndTheirKeyframesWhole) {
   for (int i = 0; i < 100; ++i) hundred += expected;
   EXPECT_TRUE(trace.text() == hundred);
 }
+
+// Updates look parameters up through an index kept current as they write:
+// the answers must be those of looking each one up afresh, also on sets too
+// long for the per-frame index, with ids repeated, added and rewritten.
+TEST(ParamSetXml, LongUpdatesFindWhatAFreshLookupWouldFind) {
+  constexpr int kCount = 600;
+  std::string text = R"(<Property name="long">)";
+  for (int id = 0; id < kCount; ++id) {
+    const std::string digits = std::to_string(id);
+    text.append("<Parameter id=\"").append(digits).append("\" name=\"p").append(digits);
+    text.append("\" value=\"0\"/>");
+  }
+  text += R"(<Parameter id="7" name="second7" value="0"/></Property>)";
+  CParamSet set;
+  ASSERT_TRUE(set.Load(Parse(text)));
+  const std::string update =
+      R"(<Preset>)"
+      R"(<Value id="7" value="7"/>)"                      // the first of two with id 7
+      R"(<Parameter id="08" name="renamed" value="8"/>)"  // with the flag: its id text becomes 08
+      R"(<Value id="8" value="88"/>)"                     // so no parameter reads 8 any more
+      R"(<Parameter id="900" name="new" value="9"/>)"     // added
+      R"(<Value id="900" value="90"/>)"                   // and found right after
+      R"(<Value id="599" value="599"/>)"
+      R"(</Preset>)";
+  ASSERT_TRUE(set.Update(Parse(update), true));
+  const struct {
+    const char16_t* name;
+    const char* value;
+  } rows[] = {{u"p7", "7"}, {u"second7", "0"}, {u"renamed", "8"}, {u"new", "90"}, {u"p599", "599"}};
+  for (const auto& row : rows) {
+    const CParam* param = set.Get(P(row.name));
+    ASSERT_NE(param, nullptr) << ToUtf8(row.name);
+    EXPECT_EQ(ToUtf8(param->FindAttribute(P(u"value")).view()), row.value) << ToUtf8(row.name);
+  }
+  EXPECT_EQ(set.GetSize(), static_cast<unsigned int>(kCount + 2));
+}

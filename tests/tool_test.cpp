@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,16 +35,19 @@ const std::string kGrade = kExamples + "/colorgrade.xml";
 struct Result { int status; std::string out; std::string err; };
 
 // Runs the program in `folder` with its output in files there: no pipes to
-// fill up, and the exit status straight from waitpid.
-Result Run(const std::string& folder, const std::vector<std::string>& args) {
-  const std::string outPath = folder + "/.stdout";
+// fill up, and the exit status straight from waitpid. `device` replaces the
+// standard output's file.
+Result Run(const std::string& folder, const std::vector<std::string>& args,
+           const char* device = nullptr) {
+  const std::string outPath = device ? device : folder + "/.stdout";
   const std::string errPath = folder + "/.stderr";
   std::vector<char*> argv{const_cast<char*>(kTool.c_str())};
   for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
   argv.push_back(nullptr);
   const pid_t child = fork();
   if (child == 0) {
-    const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int out =
+        device ? open(device, O_WRONLY) : open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (out < 0 || err < 0 || chdir(folder.c_str()) != 0) _exit(126);
     dup2(out, STDOUT_FILENO);
@@ -53,7 +57,8 @@ Result Run(const std::string& folder, const std::vector<std::string>& args) {
   }
   int status = 0;
   waitpid(child, &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(outPath), ReadFile(errPath)};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, device ? "" : ReadFile(outPath),
+          ReadFile(errPath)};
 }
 
 std::vector<std::string> Lines(const std::string& text) {
@@ -88,7 +93,9 @@ class Tool : public ::testing::Test {
   void SetUp() override {
     if (kTool.empty()) GTEST_SKIP() << "built without the command-line program";
   }
-  Result Run(const std::vector<std::string>& args) { return ::Run(m_folder.path(), args); }
+  Result Run(const std::vector<std::string>& args, const char* device = nullptr) {
+    return ::Run(m_folder.path(), args, device);
+  }
   std::string Path(const std::string& name) const { return m_folder.path() + "/" + name; }
   // A parameter set file in the test's folder.
   std::string SetFile(const std::string& name, const std::string& parameters) {
@@ -266,15 +273,18 @@ TEST_F(Tool, ErrorsAreOneClearLine) {
   WriteFile(Path("latin1.xml"), "<Property name=\"caf\xe9\"/>");
   SetFile("noid.xml", R"(<Parameter name="gain" value="1"/>)");
   SetFile("negative.xml", R"(<Parameter id="1" name="a" value="1"/><Parameter id="-4" name="b"/>)");
+  SetFile("badtime.xml", R"(<Parameter id="1" name="k" value="0" useKeyframe="True">)"
+                         R"(<Keyframe position="abc" value="1"/></Parameter>)");
   fs::create_directory(Path("folder"));
   struct Case { std::vector<std::string> args; int status; std::string message; } cases[] = {
       {{"eval", "missing.xml"}, 1, "missing.xml: no such file"},
       {{"eval", "folder"}, 1, "folder is a folder, not a file"},
       {{"show", "broken.xml"}, 1, "broken.xml:1:27: not well-formed XML"},
-      {{"eval", "latin1.xml"}, 1, "latin1.xml: not UTF-8 text"},
+      {{"eval", "latin1.xml"}, 1, "latin1.xml:1:20: not UTF-8 text"},
       {{"dump", "other.xml"}, 1, "the document element is <Effect>, not <Property>"},
       {{"eval", "noid.xml"}, 1, "parameter 1 (\"gain\") has no id"},
       {{"eval", "negative.xml"}, 1, "parameter 2 (\"b\") has a negative id"},
+      {{"show", "badtime.xml"}, 1, "position=\"abc\" is not a time"},
       {{"eval", "-p", "glow"}, 1, "no parameter named \"glow\"; the names are: position_x, "
        "position_y, size, rotation, opacity, border_width, shadow, corner_radius, caption"},
       {{"show", "--id", "42"}, 1, "no parameter with id 42; the ids are: 1, 2, 3, 4, 5, 6, 7, 8, 9"},
@@ -454,7 +464,7 @@ TEST_F(Tool, ShowPlacesEveryKindOfKeyframeTimeWhereEvaluationDoes) {
     std::string on10, on20;  // the time on a 10 s and on a 20 s clip
   } cases[] = {{"0.25", "2.50", "5.00"},  {"50%", "5.00", "10.00"}, {"-0.25", "7.50", "15.00"},
                {"2.5s", "2.50", "2.50"},  {"-2s", "8.00", "18.00"}, {"3fs", "3.00", "3.00"},
-               {"-3fs", "-3.00", "-3.00"}, {"abc", "0.00", "0.00"}};
+               {"-3fs", "-3.00", "-3.00"}};
   std::string keyframes;
   for (const Case& c : cases) keyframes += "<Keyframe position=\"" + c.position + "\" value=\"1\"/>";
   SetFile("times.xml", R"(<Parameter id="1" name="k" value="0" useKeyframe="True">)" + keyframes + "</Parameter>");
@@ -613,3 +623,49 @@ TEST_F(Tool, PlotPathNeedsTwoNumberParameters) {
 }
 
 }  // namespace
+
+// ---- failing output
+
+// A full disk is a failure, whatever the command printed before it.
+TEST_F(Tool, OutputLostToAFullDiskFails) {
+  for (const char* command : {"eval", "show", "dump", "validate"}) {
+    const Result result = Run({command}, "/dev/full");
+    EXPECT_EQ(result.status, 1) << command;
+    EXPECT_THAT(result.err, HasSubstr("cannot write the standard output")) << command;
+  }
+}
+
+TEST_F(Tool, OnlyRegularFilesAreReplaced) {
+  const Result device = Run({"validate", "--out", "/dev/full", "--force"});
+  EXPECT_EQ(device.status, 1);
+  EXPECT_THAT(device.err, HasSubstr("not a regular file"));
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  ASSERT_EQ(mkfifo(Path("pipe.xml").c_str(), 0600), 0);
+  const Result pipe = Run({"validate", "--out", Path("pipe.xml"), "--force"});
+  EXPECT_EQ(pipe.status, 1);
+  EXPECT_TRUE(fs::is_fifo(Path("pipe.xml")));
+  const Result read = Run({"show", Path("pipe.xml")});  // returns at once, never blocks
+  EXPECT_EQ(read.status, 1);
+}
+
+// ---- check
+
+TEST_F(Tool, CheckPrintsFindingsWithTheirPlaceAndFailsOnlyOnErrors) {
+  const std::string warned =
+      SetFile("warned.xml", "\n<Parameter id=\"1\" name=\"a\" min=\"2\" max=\"1\"/>");
+  const Result warnings = Run({"check", warned});
+  EXPECT_EQ(warnings.status, 0) << warnings.err;
+  EXPECT_THAT(warnings.out,
+              HasSubstr(warned + ":2:1: warning: <Parameter id=\"1\" name=\"a\">: min"));
+  EXPECT_THAT(warnings.out, HasSubstr("0 errors, 1 warning"));
+  const std::string broken =
+      SetFile("broken.xml", "\n<Parameter id=\"1\" name=\"a\" value=\"nan\"/>");
+  const Result errors = Run({"check", broken});
+  EXPECT_EQ(errors.status, 1);
+  EXPECT_THAT(errors.out, HasSubstr(broken + ":2:1: error:"));
+  WriteFile(Path("malformed.xml"), "<Property>\n<Parameter>\n</Property>");
+  const Result malformed = Run({"check", Path("malformed.xml")});
+  EXPECT_EQ(malformed.status, 1);
+  EXPECT_THAT(malformed.out, HasSubstr("malformed.xml:3:"));
+  EXPECT_EQ(Run({"check"}).status, 0);  // the bundled example is clean
+}

@@ -11,5 +11,7 @@ void Show(const ShowOptions& options);
 void Dump(const DumpOptions& options);
 void Validate(const ValidateOptions& options);
 void Find(const FindOptions& options);
+// Prints the document's findings; 1 when any is an error, 0 otherwise.
+int Check(const CheckOptions& options);
 
 }  // namespace qdtool

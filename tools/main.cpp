@@ -1,7 +1,9 @@
 // qdparam: evaluate, plot and inspect effect parameter sets from the command line.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <iterator>
 #include <new>
@@ -29,6 +31,7 @@ struct Commands {
   CLI::App* dump;
   CLI::App* validate;
   CLI::App* find;
+  CLI::App* check;
 };
 
 struct AllOptions {
@@ -38,6 +41,7 @@ struct AllOptions {
   DumpOptions dump;
   ValidateOptions validate;
   FindOptions find;
+  CheckOptions check;
 };
 
 CLI::App* AddEval(CLI::App& app, EvalOptions& options) {
@@ -114,16 +118,27 @@ CLI::App* AddFind(CLI::App& app, FindOptions& options) {
   return command;
 }
 
-void Run(const Commands& commands, const AllOptions& options) {
-  if (commands.eval->parsed()) return Eval(options.eval);
-  if (commands.plot->parsed()) return Plot(options.plot);
-  if (commands.show->parsed()) return Show(options.show);
-  if (commands.dump->parsed()) return Dump(options.dump);
-  if (commands.validate->parsed()) return Validate(options.validate);
-  if (commands.find->parsed()) return Find(options.find);
+CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
+  CLI::App* command = app.add_subcommand(
+      "check", "Report every error and doubtful entry of the file, with its line and column");
+  AddFileArgument(*command, options.file);
+  return command;
 }
 
-constexpr const char* kCommandNames[] = {"eval", "plot", "show", "dump", "validate", "find"};
+// The exit status of a command that did its work.
+int Run(const Commands& commands, const AllOptions& options) {
+  if (commands.check->parsed()) return Check(options.check);
+  if (commands.eval->parsed()) Eval(options.eval);
+  if (commands.plot->parsed()) Plot(options.plot);
+  if (commands.show->parsed()) Show(options.show);
+  if (commands.dump->parsed()) Dump(options.dump);
+  if (commands.validate->parsed()) Validate(options.validate);
+  if (commands.find->parsed()) Find(options.find);
+  return 0;
+}
+
+constexpr const char* kCommandNames[] = {"eval",     "plot", "show", "dump",
+                                         "validate", "find", "check"};
 
 // CLI11 only says that a command is missing; name the word it did not know.
 std::string Unparsed(const CLI::ParseError& error, int argc, char** argv) {
@@ -131,7 +146,7 @@ std::string Unparsed(const CLI::ParseError& error, int argc, char** argv) {
   const bool known = std::any_of(std::begin(kCommandNames), std::end(kCommandNames),
                                  [&](const char* name) { return first == name; });
   if (known || (!first.empty() && first[0] == '-')) return error.what();
-  const std::string list = "the commands are eval, plot, show, dump, validate and find";
+  const std::string list = "the commands are eval, plot, show, dump, validate, find and check";
   return first.empty() ? "a command is required: " + list
                        : "unknown command \"" + first + "\"; " + list;
 }
@@ -154,9 +169,10 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   app.footer("Run qdparam COMMAND --help for a command's options.");
   AllOptions options;
-  const Commands commands{AddEval(app, options.eval), AddPlot(app, options.plot),
-                          AddShow(app, options.show), AddDump(app, options.dump),
-                          AddValidate(app, options.validate), AddFind(app, options.find)};
+  const Commands commands{AddEval(app, options.eval),         AddPlot(app, options.plot),
+                          AddShow(app, options.show),         AddDump(app, options.dump),
+                          AddValidate(app, options.validate), AddFind(app, options.find),
+                          AddCheck(app, options.check)};
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& help) {
@@ -170,8 +186,9 @@ int main(int argc, char** argv) {
     return kBadUsage;
   }
   LibraryReports reports;
+  int status = 0;
   try {
-    Run(commands, options);
+    status = Run(commands, options);
   } catch (const Failure& failure) {
     return Fail(failure.what());
   } catch (const std::bad_alloc&) {
@@ -179,6 +196,11 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     return Fail(error.what());
   }
+  // Output lost to a full disk or a closed pipe is a failure, not a success.
+  if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+    const std::string reason = errno ? std::strerror(errno) : "write failed";
+    return Fail("cannot write the standard output: " + reason);
+  }
   reports.PrintWarnings(stderr);
-  return 0;
+  return status;
 }

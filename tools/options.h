@@ -68,6 +68,10 @@ struct ValidateOptions {
   bool force = false;
 };
 
+struct CheckOptions {
+  std::string file;
+};
+
 // The options several commands share, added to a command's parser.
 void AddFileArgument(CLI::App& command, std::string& file);
 void AddSelection(CLI::App& command, Selection& selection);

@@ -1,15 +1,12 @@
 #include "outputfile.h"
 
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <system_error>
 
 #include "failure.h"
+#include "qdcore/file.h"
 
 namespace qdtool {
 
@@ -17,65 +14,46 @@ using namespace qdcore;
 
 namespace {
 
-// Beside the target, so that the final rename stays on one file system.
-std::string TemporaryPath(const std::string& path) {
-  return path + ".qdparam-" + std::to_string(::getpid()) + ".tmp";
+std::u16string WidePath(const std::string& path) {
+  std::u16string wide;
+  if (!FromUtf8(path, wide)) throw Failure("the file name " + path + " is not valid UTF-8");
+  return wide;
 }
 
-void RemoveQuietly(const std::string& path) {
-  std::error_code ignored;
-  std::filesystem::remove(path, ignored);
-}
-
-// Writes through `write` into a temporary file, then puts it in place: a
-// failure half-way leaves whatever was there before.
-void WriteInPlace(const std::string& path, bool force,
-                  const std::function<bool(const std::string&)>& write) {
-  CheckOutputPath(path, force);
-  const std::string temporary = TemporaryPath(path);
-  errno = 0;
-  if (!write(temporary)) {
-    const std::string reason = errno ? std::strerror(errno) : "write failed";
-    RemoveQuietly(temporary);
-    throw Failure("cannot write " + path + ": " + reason);
-  }
-  std::error_code error;
-  std::filesystem::rename(temporary, path, error);
-  if (!error) return;
-  RemoveQuietly(temporary);
-  throw Failure("cannot write " + path + ": " + error.message());
+[[noreturn]] void CannotWrite(const std::string& path) {
+  const std::string reason = errno ? std::strerror(errno) : "write failed";
+  throw Failure("cannot write " + path + ": " + reason);
 }
 
 }  // namespace
 
+// Only a regular file is ever replaced: a device, a pipe or a link in its
+// place stays as it is, whatever --force says.
 void CheckOutputPath(const std::string& path, bool force) {
   if (path.empty()) throw Failure("the output file name is empty");
-  std::error_code error;
-  const auto status = std::filesystem::status(path, error);
-  if (std::filesystem::is_directory(status)) throw Failure(path + " is a folder, not a file");
-  if (std::filesystem::exists(status) && !force) {
-    throw Failure(path + " exists; pass --force to replace it");
-  }
+  struct stat info;
+  if (::lstat(path.c_str(), &info) != 0) return;
+  if (S_ISDIR(info.st_mode)) throw Failure(path + " is a folder, not a file");
+  if (!S_ISREG(info.st_mode)) throw Failure(path + " is not a regular file; it is left as it is");
+  if (!force) throw Failure(path + " exists; pass --force to replace it");
 }
 
+// Both writers put the new file in place whole or not at all: a failure
+// half-way leaves whatever was there before.
 void WriteTextFile(const std::string& path, const std::string& text, bool force) {
-  WriteInPlace(path, force, [&](const std::string& temporary) {
-    std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
-    file << text;
-    file.close();
-    return !file.fail();
-  });
+  CheckOutputPath(path, force);
+  errno = 0;
+  if (!QF_WriteFileAtomic(WidePath(path).c_str(), text.data(), text.size())) CannotWrite(path);
 }
 
 void WriteXmlFile(const std::string& path, const CXMLObject& element, bool force) {
-  WriteInPlace(path, force, [&](const std::string& temporary) {
-    std::u16string widePath;
-    if (!FromUtf8(temporary, widePath)) return false;
-    CXMLFileOut out(1);
-    if (!out.Open(widePath.c_str())) return false;
-    const bool written = out.Write(element);
-    return out.Close() && written;
-  });
+  CheckOutputPath(path, force);
+  const std::u16string wide = WidePath(path);
+  errno = 0;
+  CXMLFileOut out(1);
+  if (!out.Open(wide.c_str())) CannotWrite(path);
+  const bool written = out.Write(element);
+  if (!out.Close() || !written) CannotWrite(path);
 }
 
 }  // namespace qdtool

@@ -1,8 +1,14 @@
-// File utilities over std::filesystem; no call throws out of here.
+// File utilities over std::filesystem and POSIX; no call throws out of here.
+#include "qdcore/file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
-#include "qdcore/file.h"
+#include "atomicfile.h"
 
 namespace qdcore {
 
@@ -64,6 +70,46 @@ bool QF_DeleteDirectory(const wchar* path, int recursive, int removeFolder) noex
     }
     if (removeFolder) cleared = fs::remove(folder, error) && cleared;
     return cleared && !error;
+  } catch (...) {
+    return false;
+  }
+}
+
+namespace {
+
+bool IsPrivate(const std::string& folder) noexcept {
+  struct stat info;
+  if (::lstat(folder.c_str(), &info) != 0) return false;
+  return S_ISDIR(info.st_mode) && info.st_uid == ::geteuid() && (info.st_mode & 022) == 0;
+}
+
+}  // namespace
+
+bool QF_CreatePrivateDirectory(const wchar* path) noexcept {
+  try {
+    const std::string folder = ToUtf8(path ? path : u"");
+    if (folder.empty()) return false;
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) return false;
+    return IsPrivate(folder);
+  } catch (...) {
+    return false;
+  }
+}
+
+bool QF_IsPrivateDirectory(const wchar* path) noexcept {
+  try {
+    return IsPrivate(ToUtf8(path ? path : u""));
+  } catch (...) {
+    return false;
+  }
+}
+
+bool QF_WriteFileAtomic(const wchar* path, const void* data, std::size_t size) noexcept {
+  try {
+    if (!path || (!data && size)) return false;
+    AtomicFile file;
+    return file.Begin(ToUtf8(path)) && file.Write(static_cast<const char*>(data), size) &&
+           file.Commit();
   } catch (...) {
     return false;
   }

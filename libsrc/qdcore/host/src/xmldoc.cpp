@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -13,7 +12,8 @@
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
-#include <tuple>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -35,10 +35,12 @@ bool HasZeroByte(std::uint64_t word) noexcept {
 
 // Strict UTF-8: no overlong forms, surrogates or values past U+10FFFF. A NUL
 // byte is reported apart: it is valid UTF-8 but never valid XML.
-Utf8Check CheckUtf8(std::string_view text) noexcept {
+// `at` is set to the offending byte.
+Utf8Check CheckUtf8(std::string_view text, std::size_t& at) noexcept {
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
   const std::size_t size = text.size();
-  std::size_t i = 0;
+  std::size_t& i = at;
+  i = 0;
   while (i < size) {
     if (size - i >= 8) {
       std::uint64_t word;
@@ -204,11 +206,14 @@ bool HasDuplicateNames(const XMLAttrList& attrs) {
     }
     return false;
   }
-  std::vector<std::u16string_view> names;
+  // A set rather than a sort: an element with a million attributes costs a
+  // million steps.
+  std::unordered_set<std::u16string_view> names;
   names.reserve(attrs.size());
-  for (const XMLAttr& attr : attrs) names.push_back(attr.name.view());
-  std::sort(names.begin(), names.end());
-  return std::adjacent_find(names.begin(), names.end()) != names.end();
+  for (const XMLAttr& attr : attrs) {
+    if (!names.insert(attr.name.view()).second) return true;
+  }
+  return false;
 }
 
 // Short values repeat (flags, modes, round numbers): equal ones within a
@@ -266,9 +271,12 @@ class TreeBuilder {
   explicit TreeBuilder(std::size_t documentSize) : m_values(documentSize) {}
 
   // A node for `source`, with room for its attributes, owned by `slot`.
+  // Null when it has more attributes than a document may give an element.
   static Node* Place(CXMLObject& slot, const pugi::xml_node& source) {
     std::size_t count = 0;
-    for (pugi::xml_attribute a = source.first_attribute(); a; a = a.next_attribute()) ++count;
+    for (pugi::xml_attribute a = source.first_attribute(); a; a = a.next_attribute()) {
+      if (++count > CXMLDoc::kMaxAttributes) return nullptr;
+    }
     Node::Adopt(slot, Node::Create(count));
     return Node::Of(slot);
   }
@@ -284,8 +292,17 @@ class TreeBuilder {
       XMLAttr& attr = node.attrs.emplace_back();  // filled in place: no temporaries
       if (!Name(a.name(), hint, attr.name) || !Text(a.value(), attr.text)) return false;
     }
-    if (HasDuplicateNames(node.attrs)) return false;
+    if (HasDuplicateNames(node.attrs)) {
+      m_duplicate = true;
+      return false;
+    }
     return FillContent(node, source);
+  }
+
+  // Why the last Fill failed: names and texts fail only on references to
+  // code points that UTF-16 cannot carry.
+  std::string Why() const {
+    return m_duplicate ? "an attribute given twice" : "a reference to a character that is not one";
   }
 
  private:
@@ -348,30 +365,178 @@ class TreeBuilder {
   std::vector<std::vector<NameHint>> m_attrHints;  // by element name id
   ValueCache m_values;
   std::u16string m_text;
+  bool m_duplicate = false;
 };
 
-// `failedAt` gets the node that made the document malformed.
-CXMLDoc::Result Convert(const pugi::xml_document& doc, std::size_t size, CXMLObject& result,
-                        pugi::xml_node& failedAt) {
+// ---- places in the text
+
+// 1-based line and column (in characters) of byte offsets met in rising
+// order, as the elements of a document are: each call continues from the
+// last, so placing every element costs one pass over the text.
+class PlaceCounter {
+ public:
+  explicit PlaceCounter(std::string_view text) noexcept : m_text(text) {}
+
+  void Place(std::size_t offset, unsigned int& line, unsigned int& column) noexcept {
+    if (offset < m_at) *this = PlaceCounter(m_text);  // not rising: start over
+    offset = std::min(offset, m_text.size());
+    for (; m_at < offset; ++m_at) {
+      const auto c = static_cast<unsigned char>(m_text[m_at]);
+      if (c == '\n') {
+        ++m_line;
+        m_column = 1;
+      } else if ((c & 0xC0) != 0x80) {  // not a continuation byte: a new character
+        ++m_column;
+      }
+    }
+    line = m_line;
+    column = m_column;
+  }
+
+ private:
+  std::string_view m_text;
+  std::size_t m_at = 0;
+  unsigned int m_line = 1;
+  unsigned int m_column = 1;
+};
+
+// The result of a read, with the failure's message and place.
+struct Outcome {
+  CXMLDoc::Result result = CXMLDoc::kOk;
+  std::string message;
+  std::size_t offset = 0;
+  bool placed = false;  // `offset` means something
+};
+
+Outcome Fail(CXMLDoc::Result result, std::string message) {
+  return {result, std::move(message), 0, false};
+}
+
+Outcome FailAt(CXMLDoc::Result result, std::string message, std::ptrdiff_t offset) {
+  if (offset < 0) return Fail(result, std::move(message));
+  return {result, std::move(message), static_cast<std::size_t>(offset), true};
+}
+
+}  // namespace
+
+// Where each element of a read tree starts, by its storage.
+struct CXMLDoc::Positions {
+  struct Place {
+    unsigned int line;
+    unsigned int column;
+  };
+  std::unordered_map<const Node*, Place> places;
+  std::vector<CXMLDoc::Reference> references;
+};
+
+namespace {
+
+// ---- references the reader leaves as text
+
+bool IsEntityNameChar(char c) noexcept {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         c == ':' || c == '.' || c == '-' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+// Past the end of the markup that starts at `at` with `open`, or `at` when
+// none starts there. A document type's internal subset ends at "]>".
+std::size_t SkipMarkup(std::string_view text, std::size_t at) noexcept {
+  const struct {
+    std::string_view open, close;
+  } kinds[] = {{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}};
+  for (const auto& kind : kinds) {
+    if (text.substr(at, kind.open.size()) != kind.open) continue;
+    const std::size_t end = text.find(kind.close, at + kind.open.size());
+    return end == std::string_view::npos ? text.size() : end + kind.close.size();
+  }
+  if (text.substr(at, 9) != "<!DOCTYPE") return at;
+  const std::size_t close = text.find('>', at);
+  const std::size_t subset = text.find('[', at);
+  const std::size_t end = subset < close ? text.find("]>", subset) : close;
+  return end == std::string_view::npos ? text.size() : end + (subset < close ? 2 : 1);
+}
+
+// Every "&name;" outside markup whose name is not one of the five XML
+// predefines; `counter` places them.
+void FindUnresolved(std::string_view text, PlaceCounter& counter,
+                    std::vector<CXMLDoc::Reference>& found) {
+  constexpr std::string_view kPredefined[] = {"lt", "gt", "amp", "apos", "quot"};
+  constexpr std::size_t kLongestName = 256;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (text[at] == '<') {
+      const std::size_t past = SkipMarkup(text, at);
+      if (past != at) at = past - 1;
+      continue;
+    }
+    if (text[at] != '&') continue;
+    std::size_t end = at + 1;
+    while (end < text.size() && end - at <= kLongestName && IsEntityNameChar(text[end])) ++end;
+    if (end == at + 1 || end >= text.size() || text[end] != ';') continue;
+    const std::string_view name = text.substr(at + 1, end - at - 1);
+    bool predefined = false;
+    for (const std::string_view known : kPredefined) predefined = predefined || name == known;
+    if (predefined) continue;
+    CXMLDoc::Reference& reference = found.emplace_back();
+    reference.name = std::string(name);
+    counter.Place(at, reference.line, reference.column);
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// Where an element starts: pugixml gives its name's offset, one past the '<'.
+std::ptrdiff_t StartOf(const pugi::xml_node& node, std::string_view text) noexcept {
+  const std::ptrdiff_t at = node.offset_debug();
+  if (at <= 0 || static_cast<std::size_t>(at) > text.size()) return at;
+  return text[static_cast<std::size_t>(at) - 1] == '<' ? at - 1 : at;
+}
+
+Outcome Convert(const pugi::xml_document& doc, std::string_view text, CXMLObject& result,
+                CXMLDoc::Positions* positions) {
   pugi::xml_node top;
   for (pugi::xml_node n = doc.first_child(); n; n = n.next_sibling()) {
-    failedAt = n;
-    if (n.type() != pugi::node_element) return CXMLDoc::kMalformed;  // text outside the root
-    if (top) return CXMLDoc::kMalformed;                             // a second root
+    if (n.type() != pugi::node_element)
+      return FailAt(CXMLDoc::kMalformed, "text outside the document element", StartOf(n, text));
+    if (top) return FailAt(CXMLDoc::kMalformed, "a second document element", StartOf(n, text));
     top = n;
   }
-  if (!top) return CXMLDoc::kNoElement;
+  if (!top) return Fail(CXMLDoc::kNoElement, "no document element");
 
-  TreeBuilder builder(size);
+  PlaceCounter counter(text);
+  TreeBuilder builder(text.size());
+  // Every element goes through here: its size is checked before anything
+  // is made for it, and its place noted when asked for.
+  const auto make = [&](CXMLObject& slot, const pugi::xml_node& source,
+                        std::size_t depth) -> Outcome {
+    const std::ptrdiff_t start = StartOf(source, text);
+    if (depth > CXMLDoc::kMaxDepth) {
+      return FailAt(CXMLDoc::kTooLarge,
+                    "elements nested deeper than " + std::to_string(CXMLDoc::kMaxDepth), start);
+    }
+    Node* node = TreeBuilder::Place(slot, source);
+    if (!node) {
+      return FailAt(
+          CXMLDoc::kTooLarge,
+          "an element with more than " + std::to_string(CXMLDoc::kMaxAttributes) + " attributes",
+          start);
+    }
+    if (!builder.Fill(*node, source)) return FailAt(CXMLDoc::kMalformed, builder.Why(), start);
+    if (positions && start >= 0) {
+      CXMLDoc::Positions::Place& place = positions->places[node];
+      counter.Place(static_cast<std::size_t>(start), place.line, place.column);
+    }
+    return {};
+  };
+
   CXMLObject root;  // owns the tree as it grows, so any failure frees it
-  Node* node = TreeBuilder::Place(root, top);
-  failedAt = top;
-  if (!builder.Fill(*node, top)) return CXMLDoc::kMalformed;
+  if (Outcome made = make(root, top, 1); made.result != CXMLDoc::kOk) return made;
   struct Frame {
     Node* node;
     pugi::xml_node next;  // the next child of the source element to look at
   };
-  std::vector<Frame> open{{node, top.first_child()}};
+  std::vector<Frame> open{{Node::Of(root), top.first_child()}};
   while (!open.empty()) {
     Frame& frame = open.back();
     while (frame.next && frame.next.type() != pugi::node_element)
@@ -383,18 +548,18 @@ CXMLDoc::Result Convert(const pugi::xml_document& doc, std::size_t size, CXMLObj
     const pugi::xml_node source = frame.next;
     frame.next = source.next_sibling();
     CXMLObject& slot = frame.node->children.emplace_back();
-    Node* child = TreeBuilder::Place(slot, source);
-    failedAt = source;
-    if (!builder.Fill(*child, source)) return CXMLDoc::kMalformed;
-    open.push_back({child, source.first_child()});
+    if (Outcome made = make(slot, source, open.size() + 1); made.result != CXMLDoc::kOk)
+      return made;
+    open.push_back({Node::Of(slot), source.first_child()});
   }
   result = std::move(root);
-  return CXMLDoc::kOk;
+  return {};
 }
 
 class FileHandle {
  public:
-  explicit FileHandle(const char* path) noexcept : m_fd(::open(path, O_RDONLY | O_CLOEXEC)) {}
+  explicit FileHandle(const char* path, int extraFlags = 0) noexcept
+      : m_fd(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | extraFlags)) {}
   ~FileHandle() {
     if (m_fd >= 0) ::close(m_fd);
   }
@@ -406,56 +571,22 @@ class FileHandle {
   int m_fd;
 };
 
-// Only regular files: a pipe or a device could block or never end.
-bool ReadFile(const std::string& path, std::string& content) {
-  const FileHandle file(path.c_str());
-  struct stat info;
-  if (file.fd() < 0 || ::fstat(file.fd(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
-  content.reserve(static_cast<std::size_t>(info.st_size));
-  char block[64 * 1024];
-  for (;;) {
-    const ssize_t got = ::read(file.fd(), block, sizeof block);
-    if (got == 0) return true;
-    if (got < 0 && errno != EINTR) return false;
-    if (got > 0) content.append(block, static_cast<std::size_t>(got));
-  }
+std::string TooLargeMessage() {
+  return "a document larger than " + std::to_string(CXMLDoc::kMaxBytes >> 20) + " MB";
 }
 
-// The 1-based line and column (in characters, not bytes) of `offset`.
-std::pair<unsigned int, unsigned int> LineAndColumn(std::string_view text, std::size_t offset) {
-  offset = std::min(offset, text.size());
-  unsigned int line = 1, column = 1;
-  for (std::size_t i = 0; i < offset; ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if (byte == '\n') {
-      ++line;
-      column = 1;
-    } else if ((byte & 0xC0) != 0x80) {  // not a continuation byte
-      ++column;
-    }
-  }
-  return {line, column};
-}
-
-}  // namespace
-
-int CXMLDoc::Fail(int result, std::string reason, std::string_view text, std::size_t offset) {
-  m_failure.reason = std::move(reason);
-  if (!text.empty()) std::tie(m_failure.line, m_failure.column) = LineAndColumn(text, offset);
-  return result;
-}
-
-int CXMLDoc::OpenDocMemory(std::string_view utf8) {
-  m_root.Free();
-  m_failure = Failure{};
+// Reads `utf8` into `root`; places elements in `positions` when given.
+Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positions) {
+  if (utf8.size() > CXMLDoc::kMaxBytes) return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
   if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
-  switch (CheckUtf8(utf8)) {
+  std::size_t bad = 0;
+  switch (CheckUtf8(utf8, bad)) {
     case Utf8Check::kOk:
       break;
     case Utf8Check::kBad:
-      return Fail(kNotUtf8, "not UTF-8 text");
+      return FailAt(CXMLDoc::kNotUtf8, "not UTF-8", static_cast<std::ptrdiff_t>(bad));
     case Utf8Check::kNul:
-      return Fail(kMalformed, "not well-formed XML: a NUL character");
+      return FailAt(CXMLDoc::kMalformed, "a NUL character", static_cast<std::ptrdiff_t>(bad));
   }
   // A fragment parse keeps text outside the root, so that Convert can
   // reject it.
@@ -466,37 +597,93 @@ int CXMLDoc::OpenDocMemory(std::string_view utf8) {
   const pugi::xml_parse_result parsed =
       doc.load_buffer(utf8.data(), utf8.size(), kOptions, pugi::encoding_utf8);
   if (parsed.status == pugi::status_out_of_memory) throw std::bad_alloc();
-  if (parsed.status != pugi::status_ok) {
-    std::string reason = parsed.description();  // "Error parsing …": lower case after a colon
-    if (!reason.empty()) reason[0] = static_cast<char>(std::tolower(reason[0]));
-    return Fail(kMalformed, "not well-formed XML: " + reason, utf8,
-                static_cast<std::size_t>(parsed.offset));
+  if (parsed.status != pugi::status_ok)
+    return FailAt(CXMLDoc::kMalformed, parsed.description(), parsed.offset);
+  Outcome converted = Convert(doc, utf8, root, positions);
+  if (positions && converted.result == CXMLDoc::kOk) {
+    PlaceCounter counter(utf8);
+    FindUnresolved(utf8, counter, positions->references);
   }
-  pugi::xml_node failedAt;
-  const int result = Convert(doc, utf8.size(), m_root, failedAt);
-  if (result == kNoElement) return Fail(result, "the document holds no element");
-  if (result != kOk) {
-    const std::ptrdiff_t offset = failedAt.offset_debug();
-    return Fail(result, "not well-formed XML: text outside the document element, or an element that cannot be read",
-                utf8, offset > 0 ? static_cast<std::size_t>(offset) : 0);
+  return converted;
+}
+
+// Only regular files: a pipe or a device could block or never end. The
+// check is made on the opened descriptor (a name checked first could be
+// swapped before the open), which is opened non-blocking so that opening a
+// pipe with no writer returns at once.
+Outcome ReadFile(const std::string& path, bool follow, std::string& content) {
+  const FileHandle file(path.c_str(), follow ? 0 : O_NOFOLLOW);
+  struct stat info;
+  if (file.fd() < 0 || ::fstat(file.fd(), &info) != 0)
+    return Fail(CXMLDoc::kCannotOpen, std::strerror(errno));
+  if (!S_ISREG(info.st_mode)) return Fail(CXMLDoc::kCannotOpen, "not a regular file");
+  if (static_cast<std::uint64_t>(info.st_size) > CXMLDoc::kMaxBytes)
+    return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
+  content.reserve(static_cast<std::size_t>(info.st_size));
+  char block[64 * 1024];
+  for (;;) {
+    const ssize_t got = ::read(file.fd(), block, sizeof block);
+    if (got == 0) return {};
+    if (got < 0 && errno != EINTR) return Fail(CXMLDoc::kCannotOpen, std::strerror(errno));
+    if (got > 0) content.append(block, static_cast<std::size_t>(got));
+    if (content.size() > CXMLDoc::kMaxBytes)  // grew while read
+      return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
   }
-  return kOk;
+}
+
+}  // namespace
+
+int CXMLDoc::OpenDocMemory(std::string_view utf8) {
+  m_root.Free();
+  m_positions.reset();
+  m_failure = {};
+  std::shared_ptr<Positions> positions;
+  if (m_keepPositions) positions = std::make_shared<Positions>();
+  const Outcome outcome = Read(utf8, m_root, positions.get());
+  if (outcome.result == kOk) {
+    m_positions = std::move(positions);
+    return kOk;
+  }
+  m_failure.message = outcome.message;
+  if (outcome.placed) {
+    PlaceCounter counter(utf8.starts_with("\xEF\xBB\xBF") ? utf8.substr(3) : utf8);
+    counter.Place(outcome.offset, m_failure.line, m_failure.column);
+  }
+  return outcome.result;
 }
 
 int CXMLDoc::OpenDocMemory(std::u16string_view text) {
   return OpenDocMemory(std::string_view(ToUtf8(text)));
 }
 
-int CXMLDoc::OpenDocFile(const wchar* path, int, int) {
+int CXMLDoc::OpenDocFile(const wchar* path, int, int flags) {
   m_root.Free();
-  if (!path) return kCannotOpen;
+  m_positions.reset();
+  m_failure = {};
+  if (!path) {
+    m_failure.message = "no file name";
+    return kCannotOpen;
+  }
   const std::string name = ToUtf8(path);
   std::string content;
-  if (!ReadFile(name, content)) {
-    m_failure = Failure{};
-    return Fail(kCannotOpen, "the file cannot be opened, or is not a regular file");
-  }
-  return OpenDocMemory(std::string_view(content));
+  const Outcome read = ReadFile(name, (flags & kNoFollow) == 0, content);
+  if (read.result == kOk) return OpenDocMemory(std::string_view(content));
+  m_failure.message = read.message;
+  return read.result;
+}
+
+std::vector<CXMLDoc::Reference> CXMLDoc::GetUnresolvedReferences() const {
+  return m_positions ? m_positions->references : std::vector<Reference>();
+}
+
+bool CXMLDoc::GetPosition(const CXMLObject& element, unsigned int& line,
+                          unsigned int& column) const {
+  if (!m_positions) return false;
+  const auto found = m_positions->places.find(Node::Of(element));
+  if (found == m_positions->places.end()) return false;
+  line = found->second.line;
+  column = found->second.column;
+  return true;
 }
 
 }  // namespace qdcore

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "qdcore/log.h"
@@ -18,6 +20,8 @@ using Node = CXMLObject::Node;
 namespace {
 
 constexpr unsigned int kNotFound = 0xFFFFFFFFu;
+// Merges of up to this many attributes in all compare names one by one.
+constexpr std::size_t kScannedMerge = 64;
 
 bool IsBlank(wchar c) noexcept { return c == u' ' || c == u'\t' || c == u'\r' || c == u'\n'; }
 
@@ -539,12 +543,33 @@ bool CXMLObject::MergeAttributes(const CXMLObject& other, bool overwrite) {
   const Node* from = other.m_node;
   if (!from || from->attrs.empty() || from == m_node) return true;
   Node* node = Writable();
+  // Few attributes, the usual case: scanning beats building an index.
+  if (node->attrs.size() + from->attrs.size() <= kScannedMerge) {
+    for (const XMLAttr& attr : from->attrs) {
+      const XMLAttr* existing = node->FindAttr(attr.name);
+      if (!existing) {
+        node->attrs.push_back(attr);
+      } else if (overwrite) {
+        node->attrs[static_cast<std::size_t>(existing - node->attrs.data())].text = attr.text;
+      }
+    }
+    return true;
+  }
+  // Many: one pass over an index of our names, so that a hostile element
+  // with a million attributes costs a million steps, not their square.
+  // The views point into the pooled strings, which the list only shares.
+  std::unordered_map<std::u16string_view, std::size_t> positions;
+  positions.reserve(node->attrs.size() + from->attrs.size());
+  for (std::size_t i = 0; i < node->attrs.size(); ++i) {
+    positions.emplace(node->attrs[i].name.view(), i);  // the first of a name wins
+  }
+  node->attrs.reserve(node->attrs.size() + from->attrs.size());
   for (const XMLAttr& attr : from->attrs) {
-    const XMLAttr* existing = node->FindAttr(attr.name);
-    if (!existing) {
+    const auto [at, added] = positions.emplace(attr.name.view(), node->attrs.size());
+    if (added) {
       node->attrs.push_back(attr);
     } else if (overwrite) {
-      node->attrs[static_cast<std::size_t>(existing - node->attrs.data())].text = attr.text;
+      node->attrs[at->second].text = attr.text;
     }
   }
   return true;

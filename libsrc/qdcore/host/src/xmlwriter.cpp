@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "atomicfile.h"
 #include "xmlnode.h"
 
 namespace qdcore {
@@ -312,18 +313,17 @@ bool CXMLMemOut::Emit(std::u16string_view text) {
 // CXMLFileOut
 // ---------------------------------------------------------------------------
 
+// The file is written beside its target and put in place by Close: until
+// then, and whenever a write fails, the target keeps what it held.
 struct CXMLFileOut::Impl {
-  std::FILE* file = nullptr;
+  AtomicFile file;
   std::string buffer;        // UTF-8 not yet written
   char16_t pendingHigh = 0;  // a high surrogate whose partner comes with the next text
-  bool failed = false;       // a write failed: the file is incomplete
 
   bool Flush() {
-    if (!buffer.empty() && std::fwrite(buffer.data(), 1, buffer.size(), file) != buffer.size()) {
-      failed = true;
-    }
+    const bool wrote = file.Write(buffer.data(), buffer.size());
     buffer.clear();
-    return !failed;
+    return wrote;
   }
 };
 
@@ -339,9 +339,7 @@ bool CXMLFileOut::Open(const wchar* path, int) {
   if (!path) return false;
   const std::string name = ToUtf8(path);
   if (name.empty() || name.find('\0') != std::string::npos) return false;
-  m_impl->file = std::fopen(name.c_str(), "wbe");
-  if (!m_impl->file) return false;
-  m_impl->failed = false;
+  if (!m_impl->file.Begin(name)) return false;
   m_impl->pendingHigh = 0;
   m_indent = (m_flags & 1) != 0;
   if (m_indent) m_impl->buffer = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
@@ -350,21 +348,18 @@ bool CXMLFileOut::Open(const wchar* path, int) {
 
 bool CXMLFileOut::Close(int) {
   Impl& impl = *m_impl;
-  if (!impl.file) return false;
+  if (!impl.file.IsOpen()) return false;
   if (impl.pendingHigh) impl.buffer += ToUtf8(std::u16string_view(&impl.pendingHigh, 1));
   impl.pendingHigh = 0;
-  bool ok = impl.Flush();
-  ok = std::fclose(impl.file) == 0 && ok;
-  impl.file = nullptr;
-  impl.buffer.clear();
-  return ok;
+  const bool flushed = impl.Flush();
+  return impl.file.Commit() && flushed;
 }
 
-bool CXMLFileOut::IsOpen() const noexcept { return m_impl->file != nullptr; }
+bool CXMLFileOut::IsOpen() const noexcept { return m_impl->file.IsOpen(); }
 
 bool CXMLFileOut::Emit(std::u16string_view text) {
   Impl& impl = *m_impl;
-  if (!impl.file || impl.failed) return false;
+  if (!impl.file.IsOpen()) return false;
   // A surrogate pair split between two texts must be encoded as one character.
   if (impl.pendingHigh && !text.empty()) {
     const char16_t pair[2] = {impl.pendingHigh, text.front()};

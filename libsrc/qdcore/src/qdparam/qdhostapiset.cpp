@@ -1,13 +1,17 @@
 // The host API's set: loading, storing, the clip, lookups, presets,
 // validation and snapshots.
 #include <array>
+#include <cctype>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <utility>
 
-#include "qdatomicfile.h"
+#include "qdcore/file.h"
 #include "qdformatnames.h"
 #include "qdhostapi.h"
 #include "qdkeys.h"
+#include "qdparam/check.h"
 #include "qdparam/paramutil.h"
 #include "qdparam/validator.h"
 #include "qdparamevaluation.h"
@@ -81,10 +85,41 @@ std::string WhyNotLoaded(const CXMLObject& property) {
   return "its parameters cannot be loaded";
 }
 
-// A document's failure with the parser's place for it.
-Error DocumentFailure(const CXMLDoc& doc) {
+// A document's failure in words, with the reader's place for it.
+Error DocumentFailure(const CXMLDoc& doc, int result) {
   const CXMLDoc::Failure& failure = doc.GetLastFailure();
-  return Failure(failure.reason, failure.line, failure.column);
+  std::string reason = failure.message;  // the reader's words, as "Error parsing …"
+  if (!reason.empty()) reason[0] = static_cast<char>(std::tolower(reason[0]));
+  std::string message;
+  switch (result) {
+    case CXMLDoc::kCannotOpen:
+      message = "cannot be read: " + reason;
+      break;
+    case CXMLDoc::kMalformed:
+      message = "not well-formed XML: " + reason;
+      break;
+    case CXMLDoc::kNotUtf8:
+      message = "not UTF-8 text";
+      break;
+    case CXMLDoc::kNoElement:
+      message = "the document holds no element";
+      break;
+    default:
+      message = reason;
+      break;
+  }
+  return Failure(std::move(message), failure.line, failure.column);
+}
+
+// A set is refused for the first finding that cannot mean anything (an
+// unknown type, a number that is none), with its place: never half loaded.
+Result<bool> Checked(const std::vector<CheckFinding>& findings) {
+  for (const CheckFinding& finding : findings) {
+    if (finding.severity == CheckSeverity::kError) {
+      return Failure(finding.message, finding.line, finding.column);
+    }
+  }
+  return true;
 }
 
 Result<std::shared_ptr<SetState>> FromDocument(const CXMLDoc& doc) {
@@ -119,9 +154,11 @@ Result<Set> Set::load(std::string_view path) {
     std::u16string widePath;
     if (!FromUtf8(path, widePath)) return Failure("the file name is not UTF-8");
     CXMLDoc doc;
-    if (doc.OpenDocFile(widePath.c_str()) != CXMLDoc::kOk) return DocumentFailure(doc);
+    const int result = doc.OpenDocFile(widePath.c_str());
+    if (result != CXMLDoc::kOk) return DocumentFailure(doc, result);
     auto state = FromDocument(doc);
     if (!state) return state.error();
+    if (auto checked = Checked(CheckParamFile(widePath.c_str())); !checked) return checked.error();
     return Set(std::move(*state));
   }();
   if (!set) {
@@ -134,9 +171,12 @@ Result<Set> Set::load(std::string_view path) {
 
 Result<Set> Set::parse(std::string_view xml) {
   CXMLDoc doc;
-  if (doc.OpenDocMemory(xml) != CXMLDoc::kOk) return DocumentFailure(doc);
+  if (const int result = doc.OpenDocMemory(xml); result != CXMLDoc::kOk) {
+    return DocumentFailure(doc, result);
+  }
   auto state = FromDocument(doc);
   if (!state) return state.error();
+  if (auto checked = Checked(CheckParamDocument(xml)); !checked) return checked.error();
   return Set(std::move(*state));
 }
 
@@ -149,8 +189,17 @@ std::string Set::to_xml() const {
 }
 
 Status Set::store(std::string_view path) const {
-  std::string error;
-  if (!WriteFileAtomically(std::string(path), to_xml(), error)) return Failure(error);
+  std::u16string widePath;
+  if (path.empty() || !FromUtf8(path, widePath))
+    return Failure("the file name is empty or not UTF-8");
+  const std::string text = to_xml();
+  errno = 0;
+  if (!QF_WriteFileAtomic(widePath.c_str(), text.data(), text.size())) {
+    Error error(std::string("cannot write the set") +
+                (errno ? std::string(": ") + std::strerror(errno) : std::string()));
+    error.file = std::string(path);
+    return error;
+  }
   return {};
 }
 
@@ -200,7 +249,9 @@ std::string Set::preset() const {
 // The update runs on a copy: a failed one empties the set it runs on.
 Status Set::apply(std::string_view xml) {
   CXMLDoc doc;
-  if (doc.OpenDocMemory(xml) != CXMLDoc::kOk) return DocumentFailure(doc);
+  if (const int result = doc.OpenDocMemory(xml); result != CXMLDoc::kOk) {
+    return DocumentFailure(doc, result);
+  }
   CParamSet updated(m_state->set);
   updated.Realloc();
   if (!updated.Update(doc.GetContentElement(), false)) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 namespace qdcore {
 
@@ -43,11 +44,18 @@ const CParam* Scan(const CParam* params, unsigned int count, const CZPoolString&
 }
 
 // One list's parameters by one attribute's text: open addressing over the
-// texts' hashes, in storage of its own, so that lookups never allocate.
-// Longer lists are compared parameter by parameter.
+// texts' hashes, in storage of its own, so that lookups never allocate (a
+// build may, once per change of the list).
 class AttributeIndex {
  public:
-  static constexpr unsigned int kMostIndexed = 256;
+  // Lists up to this long are indexed without allocating: the storage is
+  // taken once, with the thread's first lookup.
+  static constexpr unsigned int kPreallocated = 256;
+
+  AttributeIndex() {
+    m_slots.reserve(2 * kPreallocated);
+    m_texts.reserve(kPreallocated);
+  }
 
   bool Describes(const CParam* params, unsigned int count, const CZPoolString& attribute) const {
     return m_params == params && m_count == count && m_attribute.same(attribute) && m_params;
@@ -86,14 +94,14 @@ class AttributeIndex {
     std::uint32_t hash = 0;
   };
 
-  // False when the list cannot be indexed: too long, or a parameter without
-  // storage, which would take new storage that no watcher sees.
+  // False when the list cannot be indexed: a parameter without storage,
+  // which would take new storage that no watcher sees.
   bool Build() {
-    if (m_count > kMostIndexed) return false;
     std::size_t size = 4;
     while (size < 2 * std::size_t{m_count}) size *= 2;
     m_mask = size - 1;
-    std::fill(m_slots.begin(), m_slots.begin() + size, Slot{});
+    m_slots.assign(size, Slot{});
+    m_texts.resize(m_count);
     for (unsigned int i = 0; i < m_count; ++i) {
       const CXMLObject& element = m_params[i];
       if (!element) return false;
@@ -121,10 +129,10 @@ class AttributeIndex {
   std::uint64_t m_epoch = 0;
   bool m_built = false;
   std::size_t m_mask = 0;
-  std::array<Slot, 2 * kMostIndexed> m_slots;
+  std::vector<Slot> m_slots;
   // Each parameter's text, seen where its element keeps it: the element is
   // watched, so while the epoch holds the text is there and unchanged.
-  std::array<std::u16string_view, kMostIndexed> m_texts;
+  std::vector<std::u16string_view> m_texts;
 };
 
 // Per thread, so that readers share nothing. A few, for a host that asks
@@ -151,6 +159,40 @@ const CParam* FindParam(const CParam* params, unsigned int count, const CZPoolSt
   if (!params || count == 0) return nullptr;
   thread_local RecentIndexes recent;
   return recent.For(params, count, attribute).Find(text);
+}
+
+long ParamPositions::Find(std::u16string_view text) const {
+  const auto found = m_positions.find(text);
+  if (found == m_positions.end() || found->second.empty()) return -1;
+  return static_cast<long>(*found->second.begin());
+}
+
+void ParamPositions::Refresh(const CParam* params, unsigned int count, unsigned int position) {
+  if (position >= count || position > m_texts.size()) return;
+  const std::u16string_view text = params[position].FindAttribute(m_attribute).view();
+  if (position == m_texts.size()) {
+    m_texts.emplace_back(text);
+  } else if (m_texts[position] != text) {
+    const auto old = m_positions.find(std::u16string_view(m_texts[position]));
+    if (old != m_positions.end()) {
+      old->second.erase(position);
+      if (old->second.empty()) m_positions.erase(old);
+    }
+    m_texts[position] = text;
+  } else {
+    return;
+  }
+  auto slot = m_positions.find(text);
+  if (slot == m_positions.end())
+    slot = m_positions.emplace(std::u16string(text), std::set<unsigned int>{}).first;
+  slot->second.insert(position);
+}
+
+void ParamPositions::Build(const CParam* params, unsigned int count) {
+  m_texts.clear();
+  m_positions.clear();
+  m_texts.reserve(count);
+  for (unsigned int i = 0; i < count; ++i) Refresh(params, count, i);
 }
 
 }  // namespace qdcore

@@ -1,7 +1,6 @@
 // CParamSet: lifetime, time line, lookup, editing and alpha handling.
 #include "qdparam/paramset.h"
 
-#include <charconv>
 #include <cstdint>
 #include <string_view>
 #include <utility>
@@ -19,24 +18,6 @@ namespace {
 
 constexpr double kDefaultStartTime = 0.0;
 constexpr double kDefaultDuration = 1.0;
-
-// The decimal text of an id, built on the stack so that a lookup by id per
-// frame allocates nothing. Ids are 32-bit values whatever the width of long.
-class IdText {
- public:
-  explicit IdText(unsigned long id) noexcept {
-    char digits[16];
-    const auto result = std::to_chars(digits, digits + sizeof digits,
-                                      static_cast<std::int32_t>(static_cast<std::uint32_t>(id)));
-    m_length = static_cast<std::size_t>(result.ptr - digits);
-    for (std::size_t i = 0; i < m_length; ++i) m_text[i] = static_cast<wchar>(digits[i]);
-  }
-  std::u16string_view view() const noexcept { return {m_text, m_length}; }
-
- private:
-  wchar m_text[16] = {};
-  std::size_t m_length = 0;
-};
 
 // What the set promises of every parameter it holds.
 bool IsStorable(const CParam& param) {

@@ -1,7 +1,8 @@
 // CParamSet and XML: loading from and storing to a "Property" element,
 // merging updates from another set or an XML fragment, and presets.
-#include "qdparam/paramset.h"
 #include "qdformatnames.h"
+#include "qdparam/paramset.h"
+#include "qdparamindex.h"
 
 namespace qdcore {
 
@@ -38,6 +39,36 @@ bool AddLoaded(CParamList& list, const CParam& blank, const CXMLObject& xml) {
   if (!accepted) list.Delete(count - 1);  // the set holds only what Add accepts
   return accepted;
 }
+
+// Parameters of a list by id while an update writes them: each lookup is
+// what the set's Get(id) would answer at that moment, without a scan of
+// the list per lookup.
+class UpdateLookup {
+ public:
+  explicit UpdateLookup(CParamList& list) : m_list(list), m_ids(kId) {
+    unsigned int count = 0;
+    const CParam* params = list.GetArray(count);
+    m_ids.Build(params, count);
+  }
+
+  // The position of the parameter with that id; -1 when none.
+  long Find(unsigned long id) const { return m_ids.Find(IdText(id).view()); }
+  CParam& At(long position) {
+    unsigned int count = 0;
+    return m_list.GetArray(count)[position];
+  }
+  // After the parameter at `position` was written or added.
+  void Wrote(long position) {
+    if (position < 0) return;
+    unsigned int count = 0;
+    const CParam* params = m_list.GetArray(count);
+    m_ids.Refresh(params, count, static_cast<unsigned int>(position));
+  }
+
+ private:
+  CParamList& m_list;
+  ParamPositions m_ids;
+};
 
 // Calls `visit` for every child `name` of `xml`, in document order.
 template <typename Visit>
@@ -103,17 +134,20 @@ bool CParamSet::Store(CXMLObject& out) const {
 // Indexes rather than pointers walk `other`, which may be this set growing.
 bool CParamSet::Update(const CParamSet& other, bool /*flag*/) {
   bool ok = true;
+  UpdateLookup lookup(m_Params);
   const unsigned int count = other.GetSize();
   for (unsigned int i = 0; i < count; ++i) {
     unsigned int size = 0;
     const CParam& incoming = other.m_Params.GetArray(size)[i];
-    if (CParam* found = Get(static_cast<unsigned long>(incoming.GetID()))) {
-      ok = found->Update(incoming, false) && ok;
+    if (const long found = lookup.Find(static_cast<unsigned long>(incoming.GetID())); found >= 0) {
+      ok = lookup.At(found).Update(incoming, false) && ok;
+      lookup.Wrote(found);
       continue;
     }
     CParam copy(incoming);
     copy.Realloc();
     ok = Add(copy) && ok;
+    lookup.Wrote(static_cast<long>(GetSize()) - 1);
   }
   Display(kTraceCategory, kUpdateLevel);
   return ok;
@@ -126,12 +160,18 @@ bool CParamSet::Update(const CXMLObject& xml, bool flag) {
   bool ok = true;
   if (source.IsName(kProperty)) ok = MergeAttributes(source, true);
   const CParam blank;
+  UpdateLookup lookup(m_Params);
   ForEachChild(source, kParameter, [&](const CXMLObject& child) {
-    CParam* found = Get(UpdateId(child));
-    ok = (found ? found->Update(child, flag) : AddLoaded(m_Params, blank, child)) && ok;
+    const long found = lookup.Find(UpdateId(child));
+    ok = (found >= 0 ? lookup.At(found).Update(child, flag) : AddLoaded(m_Params, blank, child)) &&
+         ok;
+    lookup.Wrote(found >= 0 ? found : static_cast<long>(GetSize()) - 1);
   });
   ForEachChild(source, kValueElement, [&](const CXMLObject& child) {
-    if (CParam* found = Get(UpdateId(child))) ok = found->Update(child, flag) && ok;
+    const long found = lookup.Find(UpdateId(child));
+    if (found < 0) return;
+    ok = lookup.At(found).Update(child, flag) && ok;
+    lookup.Wrote(found);
   });
   if (!ok) Reset();
   Display(kTraceCategory, kUpdateLevel);

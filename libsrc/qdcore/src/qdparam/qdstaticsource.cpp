@@ -161,9 +161,13 @@ bool CStaticSource::Load(const CXMLObject& xml) {
 // 4. Files
 // ---------------------------------------------------------------------------
 
+// The folder sits in the shared temporary folder: only one this user alone
+// can change is written or read, and links in it are not followed, so that
+// no other user can plant or swap a source. A file is replaced whole (see
+// CXMLFileOut), so a reader in another process never sees part of one.
 void CStaticSource::_Store() {
   const std::u16string folder = FolderPath();
-  if (!QF_IsDirectory(folder.c_str())) QF_CreateDirectory(folder.c_str());
+  if (!QF_CreatePrivateDirectory(folder.c_str())) return;
   CXMLObject root(kRoot);
   Store(root);
   CXMLFileOut out(1);
@@ -173,8 +177,10 @@ void CStaticSource::_Store() {
 }
 
 bool CStaticSource::_Load() {
+  const std::u16string folder = FolderPath();
+  if (!QF_IsPrivateDirectory(folder.c_str())) return false;
   CXMLDoc doc;
-  if (doc.OpenDocFile(FilePath(FolderPath(), m_ID).c_str(), 0, 0) != 0) return false;
+  if (doc.OpenDocFile(FilePath(folder, m_ID).c_str(), 0, CXMLDoc::kNoFollow) != 0) return false;
   const CXMLObject& root = doc.GetContentElement();
   if (!root.IsName(kRoot)) return false;
   const CXMLObject* source = root.FindNextElement(kStaticSource, nullptr);
@@ -183,10 +189,11 @@ bool CStaticSource::_Load() {
 
 void CStaticSource::DeleteTempFolder() {
   const std::u16string folder = FolderPath();
-  if (QF_IsDirectory(folder.c_str())) {
+  // Not someone else's folder, nor one a link leads to.
+  if (QF_IsPrivateDirectory(folder.c_str())) {
     QF_DeleteDirectory(FormatString(u"%s/*.*", folder.c_str()).c_str(), 1, 1);
   }
-  QF_CreateDirectory(folder.c_str());
+  QF_CreatePrivateDirectory(folder.c_str());
 }
 
 // ---------------------------------------------------------------------------

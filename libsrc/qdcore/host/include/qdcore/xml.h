@@ -2,9 +2,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "qdcore/core.h"
 
@@ -260,7 +263,10 @@ class QDHOST_API CXMLOut {
 };
 
 /// Writes to a file in UTF-8. `flags` bit 0: write the XML declaration and
-/// indent. Open(path, mode): mode 0 creates or truncates.
+/// indent. Open(path, mode) starts a file beside `path` (false when `path`
+/// names something other than a regular file); Close syncs it and renames it
+/// over `path`, so a reader or a crash sees the old file or the new one,
+/// never part of one. A failed write makes Close false and leaves the old.
 class QDHOST_API CXMLFileOut : public CXMLOut {
  public:
   /// A closed writer; `flags` as above.
@@ -314,9 +320,33 @@ class QDHOST_API CXMLMemOut : public CXMLOut {
 class QDHOST_API CXMLDoc {
  public:
   /// What an open returns: 0 on success, else why it failed.
-  enum Result : int { kOk = 0, kCannotOpen = 1, kMalformed = 2, kNotUtf8 = 3, kNoElement = 4 };
+  enum Result : int {
+    kOk = 0,          ///< read
+    kCannotOpen = 1,  ///< no such regular file, or it cannot be read
+    kMalformed = 2,   ///< not well-formed XML
+    kNotUtf8 = 3,     ///< not UTF-8 text
+    kNoElement = 4,   ///< no document element
+    kTooLarge = 5     ///< past a limit below: refused rather than read at any cost
+  };
 
-  /// 0 on success. `mode` and `flags` are accepted for the signature.
+  /// What no real document needs; past these a document is refused.
+  static constexpr std::size_t kMaxBytes = std::size_t{256} << 20;
+  static constexpr std::size_t kMaxDepth = std::size_t{1} << 20;       ///< nested elements
+  static constexpr std::size_t kMaxAttributes = std::size_t{1} << 20;  ///< per element
+
+  /// Why the last open failed and where: a 1-based line and column (in
+  /// characters) of the text, both 0 when the failure has no place in it.
+  struct Failure {
+    std::string message;      ///< UTF-8, empty after a successful open
+    unsigned int line = 0;    ///< 1-based; 0 without a place
+    unsigned int column = 0;  ///< 1-based, in characters
+  };
+
+  /// OpenDocFile flags: a symbolic link at `path` is not followed (fails).
+  static constexpr int kNoFollow = 1;
+
+  /// 0 on success. Only a regular file is read (a pipe or a device fails at
+  /// once, never blocks). `mode` is accepted for the signature.
   int OpenDocFile(const wchar* path, int mode = 0, int flags = 0);
   /// Reads a document from UTF-8 text; 0 on success, else a Result code (see GetLastFailure).
   int OpenDocMemory(std::string_view utf8);
@@ -327,25 +357,36 @@ class QDHOST_API CXMLDoc {
   /// The document element; a null element before a successful open.
   const CXMLObject& GetContentElement() const noexcept { return m_root; }
 
-  /// Why the last open failed and where: the parser's reason and the 1-based
-  /// line and column (in characters) of the text it stopped at; line 0 when
-  /// the failure has no place in the text, an empty reason after a success.
-  struct Failure {
-    /// the parser's reason; empty after a success
-    std::string reason;
-    /// 1-based line; 0 when the failure has no place in the text
-    unsigned int line = 0;
-    /// 1-based column in characters
-    unsigned int column = 0;
-  };
-  /// Why the last open failed and where.
+  /// The last open's failure; an empty message after a success.
   const Failure& GetLastFailure() const noexcept { return m_failure; }
+
+  /// Makes the next opens remember where each element starts, for
+  /// diagnostics (costs a table entry per element).
+  void KeepPositions(bool keep) noexcept { m_keepPositions = keep; }
+  /// The 1-based line and column where `element`, an element of the tree as
+  /// read, starts; false when not known (not kept, or written since).
+  bool GetPosition(const CXMLObject& element, unsigned int& line, unsigned int& column) const;
+
+  /// A reference to an entity that is neither predefined nor a character
+  /// ("&name;"): the reader keeps it as literal text. Known only when
+  /// positions are kept.
+  struct Reference {
+    std::string name;         ///< the entity's name, without & and ;
+    unsigned int line = 0;    ///< 1-based
+    unsigned int column = 0;  ///< 1-based, in characters
+  };
+  /// Such references of the last open, in text order.
+  std::vector<Reference> GetUnresolvedReferences() const;
+
+  struct Positions;  // opaque: element storage to place in the text
 
  private:
   int Fail(int result, std::string reason, std::string_view text = {}, std::size_t offset = 0);
 
   CXMLObject m_root;
   Failure m_failure;
+  bool m_keepPositions = false;
+  std::shared_ptr<const Positions> m_positions;
 };
 
 // ---------------------------------------------------------------------------

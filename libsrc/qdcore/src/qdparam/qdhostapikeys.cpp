@@ -98,6 +98,16 @@ Error NoKey(unsigned int index) { return Failure("there is no keyframe " + std::
 
 const Error kStale = Failure("the parameter is no longer in its set");
 
+// Runs `edit` on keyframe `index` of `param`; a stale handle or a keyframe
+// that is not there fails without it.
+template <typename Edit>
+Status EditKey(CParam* param, unsigned int index, Edit edit) {
+  if (!param) return kStale;
+  CKeyFrame* kf = param->Get(index);
+  if (!kf) return NoKey(index);
+  return edit(*param, *kf);
+}
+
 }  // namespace
 
 static_assert(sizeof(Anchor) == sizeof(qdcore::Anchor), "anchors are read in place");
@@ -196,38 +206,32 @@ Status Param::remove_key(unsigned int index) {
 }
 
 Status Param::set_key_value(unsigned int index, double value) {
-  CParam* p = Resolve();
-  if (!p) return kStale;
-  CKeyFrame* kf = p->Get(index);
-  if (!kf) return NoKey(index);
-  if (!SetNumber(*kf, kf->m_Type, value)) return Failure("the keyframe cannot take that value");
-  return {};
+  return EditKey(Resolve(), index, [&](CParam&, CKeyFrame& kf) -> Status {
+    if (!SetNumber(kf, kf.m_Type, value)) return Failure("the keyframe cannot take that value");
+    return {};
+  });
 }
 
 Status Param::set_key_interpolation(unsigned int index, Interpolation interpolation) {
-  CParam* p = Resolve();
-  if (!p) return kStale;
-  CKeyFrame* kf = p->Get(index);
-  if (!kf) return NoKey(index);
-  if (!(p->GetAllowedInterpolation() & InterpolationCode(interpolation))) {
-    return Failure(std::string(name_of(interpolation)) + " is not allowed for " + name());
-  }
-  if (!kf->SetInterpolation(InterpolationCode(interpolation))) {
-    return Failure("the keyframe's interpolation cannot be set");
-  }
-  return {};
+  return EditKey(Resolve(), index, [&](CParam& p, CKeyFrame& kf) -> Status {
+    if (!(p.GetAllowedInterpolation() & InterpolationCode(interpolation))) {
+      return Failure(std::string(name_of(interpolation)) + " is not allowed for " + name());
+    }
+    if (!kf.SetInterpolation(InterpolationCode(interpolation))) {
+      return Failure("the keyframe's interpolation cannot be set");
+    }
+    return {};
+  });
 }
 
 Status Param::set_key_ease(unsigned int index, Ease ease) {
-  CParam* p = Resolve();
-  if (!p) return kStale;
-  CKeyFrame* kf = p->Get(index);
-  if (!kf) return NoKey(index);
-  if (static_cast<unsigned int>(ease) > 15u) return Failure("no such ease");
-  if (!kf->SetTimeTranslation(static_cast<unsigned int>(ease))) {
-    return Failure("the keyframe's ease cannot be set");
-  }
-  return {};
+  return EditKey(Resolve(), index, [&](CParam&, CKeyFrame& kf) -> Status {
+    if (static_cast<unsigned int>(ease) > 15u) return Failure("no such ease");
+    if (!kf.SetTimeTranslation(static_cast<unsigned int>(ease))) {
+      return Failure("the keyframe's ease cannot be set");
+    }
+    return {};
+  });
 }
 
 }  // namespace qd

@@ -1,12 +1,13 @@
 // CParam: the typed value of a parameter at a time of an effect, and its
 // integral. The getters themselves are qdtypedvalue.h; value arrays are
 // qdvaluearrays.cpp.
+#include "qdparamevaluation.h"
+
 #include <cstddef>
 #include <utility>
 
 #include "qdformatnames.h"
 #include "qdminduration.h"
-#include "qdparamevaluation.h"
 #include "qdtypedvalue.h"
 
 namespace qdcore {
@@ -66,17 +67,22 @@ void TraceDoubleValue(const CParam& param, const mtime& time, double value, bool
 
 // Each getter reads through the evaluation cache when one can be had, else
 // live; the answers are the same.
+template <typename Get>
+auto ParamEvaluation::Read(const CParam& param, Get get) {
+  if (const CParam::EvalCache* cache = CParam::EvalCache::For(param))
+    return get(cache->Bind(param));
+  return get(LiveParam(param));
+}
 
 double CParam::GetValueDouble(const mtime& time, const mtime& duration, double def) const {
   return ParamEvaluation::Double(*this, time, duration, CachedMinDuration(m_MinDuration), def);
 }
 
 double ParamEvaluation::Double(const CParam& param, mtime time, mtime duration, mtime minDuration,
-                          double def) {
-  if (const CParam::EvalCache* cache = CParam::EvalCache::For(param)) {
-    return ValueDouble(cache->Bind(param), time, duration, minDuration, def);
-  }
-  return ValueDouble(LiveParam(param), time, duration, minDuration, def);
+                               double def) {
+  return Read(param, [&](const auto& source) {
+    return ValueDouble(source, time, duration, minDuration, def);
+  });
 }
 
 long CParam::GetValueLong(const mtime& time, const mtime& duration, long def) const {
@@ -84,11 +90,10 @@ long CParam::GetValueLong(const mtime& time, const mtime& duration, long def) co
 }
 
 long ParamEvaluation::Long(const CParam& param, mtime time, mtime duration, mtime minDuration,
-                          long def) {
-  if (const CParam::EvalCache* cache = CParam::EvalCache::For(param)) {
-    return ValueLong(cache->Bind(param), time, duration, minDuration, def);
-  }
-  return ValueLong(LiveParam(param), time, duration, minDuration, def);
+                           long def) {
+  return Read(param, [&](const auto& source) {
+    return ValueLong(source, time, duration, minDuration, def);
+  });
 }
 
 bool CParam::GetValueBool(const mtime& time, const mtime& duration, bool def) const {
@@ -96,11 +101,10 @@ bool CParam::GetValueBool(const mtime& time, const mtime& duration, bool def) co
 }
 
 bool ParamEvaluation::Bool(const CParam& param, mtime time, mtime duration, mtime minDuration,
-                          bool def) {
-  if (const CParam::EvalCache* cache = CParam::EvalCache::For(param)) {
-    return ValueBool(cache->Bind(param), time, duration, minDuration, def);
-  }
-  return ValueBool(LiveParam(param), time, duration, minDuration, def);
+                           bool def) {
+  return Read(param, [&](const auto& source) {
+    return ValueBool(source, time, duration, minDuration, def);
+  });
 }
 
 CZPoolString CParam::GetValueString(const mtime& time, const mtime& duration,

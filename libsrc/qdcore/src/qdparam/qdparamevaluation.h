@@ -36,6 +36,11 @@ struct ParamEvaluation {
   static void ForgetMinDuration(CParam& param);
   static void AtTimes(const CParam& param, mtime duration, mtime minDuration, const double* times,
                       double* values, std::size_t count);
+ private:
+  // Calls `get` with the parameter as its evaluation cache reads it, or live
+  // when no cache can be had.
+  template <typename Get>
+  static auto Read(const CParam& param, Get get);
 };
 
 class CParamSet;

@@ -15,7 +15,7 @@ set -euo pipefail
 job=${1:-example}
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 packages=(g++ cmake ninja-build pkgconf libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
-          pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib)
+          pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib chromium)
 # The documentation needs its generator and nothing that builds.
 [[ $job == docs ]] && packages=(doxygen)
 if [[ $job == fuzz ]]; then packages+=(clang libclang-rt-dev); fi

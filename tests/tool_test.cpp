@@ -340,6 +340,18 @@ std::string CheckedChart(const std::string& path) {
   return svg;
 }
 
+// The page carries everything it needs: no address to fetch, the library's
+// samples as data, and a script that says when it is done.
+TEST_F(Tool, PlotWritesASelfContainedPage) {
+  const Result result = Run({"plot", "--html", Path("chart.html")});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const std::string page = ReadFile(Path("chart.html"));
+  EXPECT_THAT(page, AllOf(HasSubstr("<!DOCTYPE html>"), HasSubstr("id=\"chart-data\""),
+                          HasSubstr("data-ready"), Not(HasSubstr("http://")),
+                          Not(HasSubstr("https://")), Not(HasSubstr(" src="))));
+  EXPECT_EQ(Run({"plot", "--html", Path("a.html"), "--out", Path("b.svg")}).status, 1);
+}
+
 TEST_F(Tool, PlotDrawsAPanelPerNumericParameterWithItsKeyframes) {
   struct Case {
     std::vector<std::string> args;

@@ -42,6 +42,7 @@ struct PlotOptions {
   std::string out;
   bool force = false;
   std::string path;  // "x,y": the motion path of two parameters instead
+  std::string html;  // the interactive page to write instead of the SVG
 };
 
 struct ShowOptions {

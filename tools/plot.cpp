@@ -11,6 +11,7 @@
 #include "commands.h"
 #include "document.h"
 #include "failure.h"
+#include "htmlplot.h"
 #include "names.h"
 #include "outputfile.h"
 #include "pathplot.h"
@@ -29,8 +30,10 @@ using namespace qdcore;
 
 namespace {
 
-// About one sample per pixel of the plot's width.
+// About one sample per pixel of the plot's width; the page, which zooms,
+// takes more.
 constexpr int kCurveSamples = 820;
+constexpr int kPageSamples = 8000;
 
 // Which stretch of the curve a time falls in: before the keyframes, between
 // keyframe `index` and the next, after the last one, or a static value.
@@ -68,6 +71,7 @@ KeyTimes KeyFrameTimes(const qd::Param& handle) {
 }
 
 struct PanelSource {
+  int samples;  // evenly spread over the window, besides the keyframes
   const qd::Param& handle;
   const CParam& param;
   Window window;
@@ -123,10 +127,10 @@ std::string RibbonLabel(const CParam& param, const Segment& segment, Stroke stro
 }
 
 // Evenly spread times, plus every keyframe's time so that corners and steps are exact.
-std::vector<double> CurveTimes(const Window& window, const KeyTimes& keys) {
+std::vector<double> CurveTimes(const Window& window, const KeyTimes& keys, int samples) {
   std::vector<double> times;
-  for (int i = 0; i <= kCurveSamples; ++i) {
-    times.push_back(window.from + (window.to - window.from) * i / kCurveSamples);
+  for (int i = 0; i <= samples; ++i) {
+    times.push_back(window.from + (window.to - window.from) * i / samples);
   }
   for (const auto& key : keys) {
     if (key.second > window.from && key.second < window.to) times.push_back(key.second);
@@ -215,7 +219,7 @@ Panel BuildPanel(const PanelSource& source) {
   panel.whole = source.param.GetType() == PARAM_LONG;
   AddLimits(source.param, panel);
   const KeyTimes keys = KeyFrameTimes(source.handle);
-  AddCurve(source, keys, CurveTimes(source.window, keys), panel);
+  AddCurve(source, keys, CurveTimes(source.window, keys, source.samples), panel);
   AddMarks(source, keys, panel);
   return panel;
 }
@@ -231,7 +235,7 @@ std::string NotDrawn(const std::vector<const CParam*>& params) {
 }
 
 Chart BuildChart(const Document& document, const std::vector<const CParam*>& params,
-                 const TimeLine& timeLine) {
+                 const TimeLine& timeLine, int samples) {
   const Window window = ResolveWindow(timeLine);
   Chart chart;
   const std::string name = Utf8(document.Set().FindAttribute(Pooled(u"name")));
@@ -243,8 +247,8 @@ Chart BuildChart(const Document& document, const std::vector<const CParam*>& par
   chart.to = window.to;
   for (const CParam* param : params) {
     if (!IsNumeric(param->GetType())) continue;
-    chart.panels.push_back(
-        BuildPanel({document.Handle(*param), *param, window, timeLine.start, timeLine.duration}));
+    chart.panels.push_back(BuildPanel(
+        {samples, document.Handle(*param), *param, window, timeLine.start, timeLine.duration}));
   }
   chart.note = NotDrawn(params);
   return chart;
@@ -277,7 +281,12 @@ void Plot(const PlotOptions& options) {
   const Window window = ResolveWindow(options.timeLine);
   if (!(window.from < window.to)) throw Failure("--from must be before --to to draw a chart");
   Document document(options.file);
-  const std::string out = options.out.empty() ? DefaultOutput(document) : options.out;
+  if (!options.html.empty() && !options.out.empty()) {
+    throw Failure("--html names the page to write: leave --out out");
+  }
+  const std::string out = !options.html.empty() ? options.html
+                          : options.out.empty() ? DefaultOutput(document)
+                                                : options.out;
   CheckOutputPath(out, options.force);
   PlaceOnClip(document.Api(), options.timeLine);
   if (!options.path.empty()) {
@@ -285,10 +294,11 @@ void Plot(const PlotOptions& options) {
     std::printf("wrote %s: the path of %s\n", out.c_str(), options.path.c_str());
     return;
   }
-  const Chart chart =
-      BuildChart(document, SelectParams(document.Set(), options.selection), options.timeLine);
+  const bool page = !options.html.empty();
+  const Chart chart = BuildChart(document, SelectParams(document.Set(), options.selection),
+                                 options.timeLine, page ? kPageSamples : kCurveSamples);
   if (chart.panels.empty()) throw Failure("nothing to draw: no numeric parameter chosen");
-  WriteTextFile(out, RenderSvg(chart), options.force);
+  WriteTextFile(out, page ? RenderHtml(chart) : RenderSvg(chart), options.force);
   std::printf("wrote %s: %zu panel%s\n", out.c_str(), chart.panels.size(),
               chart.panels.size() == 1 ? "" : "s");
 }

@@ -70,7 +70,8 @@ case "$job" in
     # New inputs a run finds go to build-fuzz/corpus/NAME; the seeds kept in
     # the repository (fuzz/corpus/NAME) are only read.
     CXX=clang++ build "$root/build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQD_BUILD_FUZZ=ON \
-      -DQD_BUILD_TESTS=OFF -DQD_BUILD_BENCH=OFF -DQD_BUILD_TOOLS=OFF
+      -DQD_BUILD_TESTS=OFF -DQD_BUILD_BENCH=OFF -DQD_BUILD_TOOLS=OFF -DQD_BUILD_EXAMPLES=OFF \
+      -DQD_BUILD_PYTHON=OFF
     seconds=${QD_FUZZ_SECONDS:-60}
     for program in "$root"/build-fuzz/fuzz/*_fuzz; do
       name=$(basename "$program" _fuzz)

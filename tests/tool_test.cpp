@@ -340,6 +340,22 @@ std::string CheckedChart(const std::string& path) {
   return svg;
 }
 
+// Handles where the curve gets its shape: two per Bezier segment, a square
+// per spline point; an inactive parameter says so.
+TEST_F(Tool, PlotDrawsHandlesAndMarksInactiveParameters) {
+  const Result result = Run({"plot", "--handles", "-p", "position_x", "-p", "rotation", "--out",
+                             Path("handles.svg")});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const std::string svg = ReadFile(Path("handles.svg"));
+  EXPECT_EQ(Count(svg, "class=\"handle\""), 4u);        // position_x: two Bezier segments
+  EXPECT_EQ(Count(svg, "class=\"spline-point\""), 3u);  // rotation's anchors
+  EXPECT_EQ(Count(svg, "INACTIVE"), 0u);
+  const std::string file = SetFile(
+      "off.xml", R"(<Parameter id="1" name="gain" value="3" active="False" inactive="1"/>)");
+  ASSERT_EQ(Run({"plot", file, "--out", Path("off.svg")}).status, 0);
+  EXPECT_THAT(ReadFile(Path("off.svg")), HasSubstr("INACTIVE: drawn at its inactive value"));
+}
+
 // The page carries everything it needs: no address to fetch, the library's
 // samples as data, and a script that says when it is done.
 TEST_F(Tool, PlotWritesASelfContainedPage) {

@@ -74,6 +74,8 @@ CLI::App* AddPlot(CLI::App& app, PlotOptions& options) {
             "the SVG file to write (default: the input's name with .svg, here)");
   command->add_option("--path", options.path,
                       "draw the motion path of two parameters, named as x,y, instead");
+  command->add_flag("--handles", options.handles,
+                    "draw the Bezier handles and the spline points of each keyframe");
   command->add_option("--html", options.html,
                       "write an interactive page (hover, zoom, pan, show and hide) instead");
   command->footer(

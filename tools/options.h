@@ -41,8 +41,9 @@ struct PlotOptions {
   TimeLine timeLine;
   std::string out;
   bool force = false;
-  std::string path;  // "x,y": the motion path of two parameters instead
-  std::string html;  // the interactive page to write instead of the SVG
+  std::string path;      // "x,y": the motion path of two parameters instead
+  std::string html;      // the interactive page to write instead of the SVG
+  bool handles = false;  // Bezier handles and spline points at their keyframes
 };
 
 struct ShowOptions {

@@ -72,6 +72,7 @@ KeyTimes KeyFrameTimes(const qd::Param& handle) {
 
 struct PanelSource {
   int samples;  // evenly spread over the window, besides the keyframes
+  bool handles;
   const qd::Param& handle;
   const CParam& param;
   Window window;
@@ -207,7 +208,37 @@ std::string Details(const CParam& param) {
   } else if (param.GetType() == PARAM_LONG && param.GetGranularityLong(wholeGranularity)) {
     details += " \u00b7 steps of " + std::to_string(wholeGranularity);
   }
+  bool inactive = false;
+  if (param.GetInactiveStatus(inactive) && inactive) {
+    details += " \u00b7 INACTIVE: drawn at its inactive value";
+  }
   return details;
+}
+
+// Bezier handles and spline points of each keyframe, on the set's time line.
+// A handle's time offset is a share of the clip; the first leaves this
+// keyframe, the second (or, alone, its mirror one clip back) reaches the next.
+void AddHandles(const PanelSource& source, Panel& panel) {
+  const std::vector<qd::Keyframe> keys = source.handle.keys();
+  for (std::size_t i = 0; i + 1 < keys.size(); ++i) {
+    const qd::Keyframe &key = keys[i], &next = keys[i + 1];
+    const std::vector<qd::Anchor>& anchors = key.anchors;
+    if (key.interpolation == qd::Interpolation::Spline) {
+      for (const qd::Anchor& a : anchors) {
+        panel.splinePoints.push_back({source.start + a.position * source.duration, a.value});
+      }
+    }
+    if (key.interpolation != qd::Interpolation::Bezier || anchors.empty() || anchors.size() > 2) {
+      continue;
+    }
+    const qd::Anchor second =
+        anchors.size() == 2 ? anchors[1] : qd::Anchor{anchors[0].position - 1.0, anchors[0].value};
+    const Point from{key.time, key.value}, to{next.time, next.value};
+    panel.handles.push_back(
+        {from, {from.time + anchors[0].position * source.duration, from.value + anchors[0].value}});
+    panel.handles.push_back(
+        {to, {to.time + second.position * source.duration, to.value + second.value}});
+  }
 }
 
 Panel BuildPanel(const PanelSource& source) {
@@ -221,6 +252,7 @@ Panel BuildPanel(const PanelSource& source) {
   const KeyTimes keys = KeyFrameTimes(source.handle);
   AddCurve(source, keys, CurveTimes(source.window, keys, source.samples), panel);
   AddMarks(source, keys, panel);
+  if (source.handles) AddHandles(source, panel);
   return panel;
 }
 
@@ -235,7 +267,7 @@ std::string NotDrawn(const std::vector<const CParam*>& params) {
 }
 
 Chart BuildChart(const Document& document, const std::vector<const CParam*>& params,
-                 const TimeLine& timeLine, int samples) {
+                 const TimeLine& timeLine, int samples, bool handles) {
   const Window window = ResolveWindow(timeLine);
   Chart chart;
   const std::string name = Utf8(document.Set().FindAttribute(Pooled(u"name")));
@@ -248,7 +280,8 @@ Chart BuildChart(const Document& document, const std::vector<const CParam*>& par
   for (const CParam* param : params) {
     if (!IsNumeric(param->GetType())) continue;
     chart.panels.push_back(BuildPanel(
-        {samples, document.Handle(*param), *param, window, timeLine.start, timeLine.duration}));
+        {samples, handles, document.Handle(*param), *param, window, timeLine.start,
+         timeLine.duration}));
   }
   chart.note = NotDrawn(params);
   return chart;
@@ -295,8 +328,9 @@ void Plot(const PlotOptions& options) {
     return;
   }
   const bool page = !options.html.empty();
-  const Chart chart = BuildChart(document, SelectParams(document.Set(), options.selection),
-                                 options.timeLine, page ? kPageSamples : kCurveSamples);
+  const Chart chart =
+      BuildChart(document, SelectParams(document.Set(), options.selection), options.timeLine,
+                 page ? kPageSamples : kCurveSamples, options.handles);
   if (chart.panels.empty()) throw Failure("nothing to draw: no numeric parameter chosen");
   WriteTextFile(out, page ? RenderHtml(chart) : RenderSvg(chart), options.force);
   std::printf("wrote %s: %zu panel%s\n", out.c_str(), chart.panels.size(),

@@ -46,15 +46,24 @@ struct Style {
 
 Style StyleOf(Stroke stroke) {
   switch (stroke) {
-    case Stroke::Static: return {"#444444", "", "static value"};
-    case Stroke::Held: return {"#8c8c8c", "6 4", "held before/after the keyframes"};
-    case Stroke::Step: return {"#d55e00", "", "steps"};
-    case Stroke::Hold: return {"#d55e00", "", "Hold"};
-    case Stroke::Linear: return {"#0072b2", "", "Linear"};
-    case Stroke::Bezier: return {"#cc79a7", "", "Bezier"};
-    case Stroke::LinLog: return {"#e69f00", "", "LinLog"};
-    case Stroke::Spline: return {"#009e73", "", "Spline"};
-    case Stroke::Custom: return {"#56b4e9", "", "Custom"};
+    case Stroke::Static:
+      return {"#444444", "", "static value"};
+    case Stroke::Held:
+      return {"#8c8c8c", "6 4", "held before/after the keyframes"};
+    case Stroke::Step:
+      return {"#d55e00", "", "steps"};
+    case Stroke::Hold:
+      return {"#d55e00", "", "Hold"};
+    case Stroke::Linear:
+      return {"#0072b2", "", "Linear"};
+    case Stroke::Bezier:
+      return {"#cc79a7", "", "Bezier"};
+    case Stroke::LinLog:
+      return {"#e69f00", "", "LinLog"};
+    case Stroke::Spline:
+      return {"#009e73", "", "Spline"};
+    case Stroke::Custom:
+      return {"#56b4e9", "", "Custom"};
   }
   return {"#000000", "", ""};
 }
@@ -324,6 +333,23 @@ std::string Marks(const Panel& panel, const Frame& f) {
   return svg;
 }
 
+std::string Handles(const Panel& panel, const Frame& f, const std::string& clip) {
+  if (panel.handles.empty() && panel.splinePoints.empty()) return "";
+  std::string svg = "<g clip-path=\"url(#" + clip + ")\">\n";
+  for (const Handle& handle : panel.handles) {
+    const double x = f.X(handle.to.time), y = f.Y(handle.to.value);
+    svg += Line(f.X(handle.from.time), f.Y(handle.from.value), x, y,
+                "class=\"handle\" stroke=\"#7a7a7a\" stroke-width=\"1.2\"");
+    svg += "<circle cx=\"" + Px(x) + "\" cy=\"" + Px(y) +
+           "\" r=\"3.2\" fill=\"#ffffff\" stroke=\"#555555\" stroke-width=\"1.2\"/>\n";
+  }
+  for (const Point& point : panel.splinePoints) {
+    svg += Rect(f.X(point.time) - 3, f.Y(point.value) - 3, 6, 6,
+                "class=\"spline-point\" fill=\"#ffffff\" stroke=\"#555555\" stroke-width=\"1.2\"");
+  }
+  return svg + "</g>\n";
+}
+
 std::string RenderPanel(const Panel& panel, std::size_t index, double top, double from, double to) {
   const Frame f = MakeFrame(panel, top + kTitleHeight + kRibbonHeight, from, to);
   const std::string clip = "plot-" + std::to_string(index);
@@ -338,6 +364,7 @@ std::string RenderPanel(const Panel& panel, std::size_t index, double top, doubl
   svg += Limits(panel, f);
   svg += Ribbons(panel, f);
   svg += Curves(panel, f, clip);
+  svg += Handles(panel, f, clip);
   svg += Marks(panel, f);
   return svg + "</g>\n";
 }

@@ -37,6 +37,13 @@ struct Mark {
   std::string tip;  // shown when the pointer rests on it
 };
 
+// A Bezier handle: the line from its keyframe to the point that shapes the
+// curve.
+struct Handle {
+  Point from;
+  Point to;
+};
+
 struct Panel {
   std::string title;
   std::string details;   // right of the title, in grey
@@ -48,6 +55,8 @@ struct Panel {
   std::vector<Run> runs;
   std::vector<Ribbon> ribbons;
   std::vector<Mark> marks;
+  std::vector<Handle> handles;      // drawn only when asked for
+  std::vector<Point> splinePoints;  // the points a Spline segment passes through
 };
 
 struct Chart {

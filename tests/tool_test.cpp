@@ -273,6 +273,7 @@ TEST_F(Tool, ErrorsAreOneClearLine) {
   WriteFile(Path("latin1.xml"), "<Property name=\"caf\xe9\"/>");
   SetFile("noid.xml", R"(<Parameter name="gain" value="1"/>)");
   SetFile("negative.xml", R"(<Parameter id="1" name="a" value="1"/><Parameter id="-4" name="b"/>)");
+  SetFile("blob.xml", R"(<Parameter id="1" name="blob" type="Binary"/>)");
   SetFile("badtime.xml", R"(<Parameter id="1" name="k" value="0" useKeyframe="True">)"
                          R"(<Keyframe position="abc" value="1"/></Parameter>)");
   fs::create_directory(Path("folder"));
@@ -301,7 +302,7 @@ TEST_F(Tool, ErrorsAreOneClearLine) {
       {{"eval", "a.xml", "b.xml"}, 2, "b.xml"},
       {{"frobnicate"}, 2, "unknown command \"frobnicate\"; the commands are eval, plot, show"},
       {{}, 2, "a command is required"},
-      {{"plot", "-p", "caption"}, 1, "nothing to draw: no numeric parameter chosen"},
+      {{"plot", "blob.xml"}, 1, "nothing to draw: no numeric parameter chosen"},
       {{"validate", "--out", "folder"}, 1, "folder is a folder, not a file"},
       {{"plot", "--out", "no/such/folder/chart.svg"}, 1,
        "cannot write no/such/folder/chart.svg: No such file or directory"},
@@ -375,16 +376,17 @@ TEST_F(Tool, PlotDrawsAPanelPerNumericParameterWithItsKeyframes) {
     std::size_t keyframes;
     std::string chart = "chart.svg";
   } cases[] = {
-      // Eight numeric parameters; 23 keyframes, the caption's are not drawn.
-      {{"--out", "chart.svg"}, 8, 23},
+      // Eight numeric parameters and the caption's lane; 23 + 3 keyframes.
+      {{"--out", "chart.svg"}, 9, 26},
       // From 2 s to 6 s: position 4 s twice, size 2 s and 6 s, rotation 5 s,
-      // border 3 s, shadow 2 s.
-      {{"--out", "chart.svg", "--from", "2", "--to", "6"}, 8, 7},
-      {{"--out", "chart.svg", "-p", "shadow", "-p", "caption"}, 1, 3},
+      // border 3 s, shadow 2 s, caption 3 s.
+      {{"--out", "chart.svg", "--from", "2", "--to", "6"}, 9, 8},
+      {{"--out", "chart.svg", "-p", "shadow", "-p", "caption"}, 2, 6},
       // On a 20 s clip the relative keyframes move, the fixed ones stay.
       {{"--out", "chart.svg", "-p", "border_width", "--duration", "20", "--to", "10"}, 1, 3},
       // Without --out the chart is named after the input.
-      {{kGrade}, 4, 7, "colorgrade.svg"},
+      // Four numbers, the wheels' and curves' pictures and the look's lane.
+      {{kGrade}, 7, 13, "colorgrade.svg"},
   };
   for (const Case& c : cases) {
     std::vector<std::string> args{"plot", "--force"};
@@ -408,7 +410,11 @@ TEST_F(Tool, PlotShowsSegmentsLimitsAndWhatItLeftOut) {
        {"position_x", "size", "rotation", "opacity", "border_width", "shadow", "corner_radius"}) {
     EXPECT_THAT(svg, HasSubstr("data-name=\"" + name + "\""));
   }
-  EXPECT_THAT(svg, AllOf(Not(HasSubstr("data-name=\"caption\"")), HasSubstr("caption (String)")));
+  // The caption's lane: one labelled span per text, no note of what was left out.
+  EXPECT_THAT(svg, AllOf(HasSubstr("data-name=\"caption\""), HasSubstr(">Guest: Ana Ruiz<"),
+                         Not(HasSubstr("Not drawn"))));
+  EXPECT_EQ(Count(svg, "class=\"span\""), 3u);
+  EXPECT_EQ(Count(svg, "class=\"on-band\""), 1u);  // the shadow is on from 2 s to 8.5 s
   // The interpolation of each segment is named above it.
   for (const std::string label : {">Bezier<", ">LinLog<", ">Spline, 2 anchors<", ">Linear<", ">steps<", ">held<",
                                   ">static value<"})
@@ -524,6 +530,9 @@ TEST_F(Tool, ShowDescribesBinaryParameters) {
   EXPECT_THAT(result.out, AllOf(HasSubstr("wheels  (id 2, Binary, ColorWheel)"),
                                 HasSubstr("curves  (id 3, Binary, ToneCurve)"), HasSubstr("80 bytes: 01000000be000000"),
                                 HasSubstr("112 bytes: 0800000000000000")));
+  // The payloads in words: the wheels' colours, the curves' points.
+  EXPECT_THAT(result.out, AllOf(HasSubstr("3 s: shadows 190\u00b0 35 % level -4 #539dac;"),
+                                HasSubstr("10 s: tone curves, points: 4 3 2 3")));
 }
 
 TEST_F(Tool, DumpPrintsTheSetsDiagnosticDump) {

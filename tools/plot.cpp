@@ -15,6 +15,7 @@
 #include "names.h"
 #include "outputfile.h"
 #include "pathplot.h"
+#include "payloads.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/qdcalc.h"
 #include "qdparam/types.h"
@@ -256,10 +257,89 @@ Panel BuildPanel(const PanelSource& source) {
   return panel;
 }
 
+// ---- lanes
+
+// A picture of the payload at each keyframe and at a few times between.
+constexpr int kGlyphsBetween = 6;
+
+bool IsDrawnAsLane(const CParam& param) {
+  if (param.GetType() == PARAM_STRING) return true;
+  const unsigned int kind = param.GetBinaryInterpolationType();
+  return param.GetType() == PARAM_BINARY &&
+         (kind == BINARY_INTERPOLATION_TONECURVE || kind == BINARY_INTERPOLATION_COLORWHEEL);
+}
+
+std::optional<Glyph> GlyphAt(const Document& document, const PanelSource& source, double time) {
+  const std::vector<unsigned char> bytes = BinaryAt(document.Api(), source.handle, time);
+  const unsigned int kind = source.param.GetBinaryInterpolationType();
+  Glyph glyph{time, {}, {}, TidyNumber(time) + " s: " + DescribePayload(kind, bytes)};
+  if (kind == BINARY_INTERPOLATION_TONECURVE) {
+    const auto curves = ReadToneCurves(bytes);
+    if (!curves) return std::nullopt;
+    for (const auto& curve : *curves) {
+      std::vector<Point> points;
+      if (curve.empty()) points = {{0, 0}, {1, 1}};  // the identity
+      for (const auto& [x, y] : curve) points.push_back({x, y});
+      glyph.curves.push_back(std::move(points));
+    }
+    return glyph;
+  }
+  const auto wheels = ReadColorWheels(bytes);
+  if (!wheels) return std::nullopt;
+  for (const ColorWheel& wheel : *wheels) glyph.swatches.push_back(WheelColour(wheel));
+  return glyph;
+}
+
+// The times a lane looks at: the window's ends, its keyframes and, for
+// pictures, a few evenly spread times.
+std::vector<double> LaneTimes(const PanelSource& source, const KeyTimes& keys, int between) {
+  std::vector<double> times{source.window.from};
+  for (int i = 1; i < between; ++i) {
+    times.push_back(source.window.from + (source.window.to - source.window.from) * i / between);
+  }
+  for (const auto& key : keys) {
+    if (key.second > source.window.from && key.second < source.window.to)
+      times.push_back(key.second);
+  }
+  std::sort(times.begin(), times.end());
+  times.erase(std::unique(times.begin(), times.end()), times.end());
+  return times;
+}
+
+Panel BuildLane(const Document& document, const PanelSource& source) {
+  Panel panel;
+  panel.lane = true;
+  panel.title = ParamLabel(source.param);
+  panel.details = Details(source.param);
+  const KeyTimes keys = KeyFrameTimes(source.handle);
+  if (source.param.GetType() == PARAM_STRING) {
+    const std::vector<double> starts = LaneTimes(source, keys, 1);
+    for (std::size_t i = 0; i < starts.size(); ++i) {
+      const double end = i + 1 < starts.size() ? starts[i + 1] : source.window.to;
+      const std::string text = source.handle.text(starts[i]).value_or("");
+      if (!panel.spans.empty() && panel.spans.back().text == text) {
+        panel.spans.back().to = end;  // the same text goes on
+      } else {
+        panel.spans.push_back({starts[i], end, text});
+      }
+    }
+  } else {
+    for (const double time : LaneTimes(source, keys, kGlyphsBetween)) {
+      if (auto glyph = GlyphAt(document, source, time)) panel.glyphs.push_back(std::move(*glyph));
+    }
+  }
+  for (const auto& [kf, time] : keys) {
+    if (time >= source.window.from && time <= source.window.to) {
+      panel.marks.push_back({time, NAN, "keyframe at " + TidyNumber(time) + " s"});
+    }
+  }
+  return panel;
+}
+
 std::string NotDrawn(const std::vector<const CParam*>& params) {
   std::string list;
   for (const CParam* param : params) {
-    if (IsNumeric(param->GetType())) continue;
+    if (IsNumeric(param->GetType()) || IsDrawnAsLane(*param)) continue;
     list +=
         (list.empty() ? "" : ", ") + ParamLabel(*param) + " (" + TypeName(param->GetType()) + ")";
   }
@@ -278,10 +358,11 @@ Chart BuildChart(const Document& document, const std::vector<const CParam*>& par
   chart.from = window.from;
   chart.to = window.to;
   for (const CParam* param : params) {
+    const PanelSource source{samples, handles,        document.Handle(*param), *param,
+                             window,  timeLine.start, timeLine.duration};
+    if (IsDrawnAsLane(*param)) chart.panels.push_back(BuildLane(document, source));
     if (!IsNumeric(param->GetType())) continue;
-    chart.panels.push_back(BuildPanel(
-        {samples, handles, document.Handle(*param), *param, window, timeLine.start,
-         timeLine.duration}));
+    chart.panels.push_back(BuildPanel(source));
   }
   chart.note = NotDrawn(params);
   return chart;

@@ -1,4 +1,5 @@
 // qdparam show: what each parameter is made of.
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -8,6 +9,7 @@
 #include "commands.h"
 #include "document.h"
 #include "names.h"
+#include "payloads.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/types.h"
 #include "selection.h"
@@ -188,6 +190,35 @@ bool StoredInTimeOrder(const qd::Param& handle) {
   return true;
 }
 
+// A payload's bytes, read the library's way (see ReadBytes).
+template <typename Reader>
+std::vector<unsigned char> AllBytes(Reader read) {
+  const unsigned int size = read(nullptr, 0u);
+  if (size == 0 || size > kLargestFetched) return {};
+  std::vector<unsigned char> bytes(size);
+  bytes.resize(std::min(size, read(bytes.data(), size)));
+  return bytes;
+}
+
+// Tone curves and colour wheels in words: the value, then each keyframe's.
+void PrintPayloads(const qd::Param& handle) {
+  const CParam& param = *handle.native();
+  const unsigned int kind = param.GetBinaryInterpolationType();
+  const auto words = DescribePayload(kind, AllBytes([&](unsigned char* b, unsigned int n) {
+                                       return param.GetValueBinary(b, n, 0);
+                                     }));
+  if (words.empty() && param.GetSize() == 0) return;
+  if (!words.empty()) std::printf("  payload    %s\n", words.c_str());
+  for (const qd::Keyframe& key : handle.keys()) {
+    const CKeyFrame& kf = *param.Get(key.index);
+    const std::string keyWords = DescribePayload(
+        kind,
+        AllBytes([&](unsigned char* b, unsigned int n) { return kf.GetValueBinary(b, n, 0); }));
+    if (keyWords.empty()) continue;
+    std::printf("  #%-9u %s s: %s\n", key.index, TidyNumber(key.time).c_str(), keyWords.c_str());
+  }
+}
+
 void PrintParam(const qd::Param& handle) {
   const CParam& param = *handle.native();
   std::printf("%s\n", Heading(param).c_str());
@@ -196,11 +227,15 @@ void PrintParam(const qd::Param& handle) {
   std::printf("  value      %s\n", StaticValue(param).c_str());
   std::printf("  status     %s\n", Activity(param).c_str());
   std::printf("  keyframes  %s\n", KeyFrameSummary(param).c_str());
-  if (param.GetSize() == 0) return;
+  if (param.GetSize() == 0) {
+    if (param.GetType() == PARAM_BINARY) PrintPayloads(handle);
+    return;
+  }
   if (!StoredInTimeOrder(handle)) {
     std::printf("  warning    keyframes are stored out of time order (# is the stored index)\n");
   }
   std::fputs(KeyFrameTable(handle).c_str(), stdout);
+  if (param.GetType() == PARAM_BINARY) PrintPayloads(handle);
 }
 
 }  // namespace

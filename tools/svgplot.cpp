@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "textformat.h"
@@ -216,18 +217,9 @@ std::string ValueTickLabel(const Panel& panel, const Axis& axis, double tick) {
   return axis.Label(tick);
 }
 
-std::string Grid(const Panel& panel, const Frame& f) {
-  std::string svg = Rect(f.left, f.top, f.width, f.height, "fill=\"#ffffff\" stroke=\"#c8c8c8\"");
-  for (const double tick : f.value.Ticks()) {
-    const double y = f.Y(tick);
-    svg += Line(f.left, y, f.left + f.width, y, "stroke=\"#ececec\"");
-    svg += Text(f.left - 8, y + 4, ValueTickLabel(panel, f.value, tick),
-                "text-anchor=\"end\" font-size=\"11\" fill=\"#555555\"");
-  }
-  if (!panel.unit.empty()) {
-    svg += Text(f.left - 8, f.top - 6, panel.unit,
-                "text-anchor=\"end\" font-size=\"11\" fill=\"#555555\"");
-  }
+// The time ticks and their guides, under a plot or a lane.
+std::string TimeGrid(const Frame& f) {
+  std::string svg;
   std::vector<double> timeTicks = f.time.Ticks();
   if (f.time.step > 0) {  // round ticks start at the first multiple inside the axis
     const double first = std::ceil(f.time.lo / f.time.step - 1e-9) * f.time.step;
@@ -243,6 +235,21 @@ std::string Grid(const Panel& panel, const Frame& f) {
   svg += Text(f.left + f.width + 18, f.top + f.height + 16, "time (s)",
               "font-size=\"11\" fill=\"#555555\"");
   return svg;
+}
+
+std::string Grid(const Panel& panel, const Frame& f) {
+  std::string svg = Rect(f.left, f.top, f.width, f.height, "fill=\"#ffffff\" stroke=\"#c8c8c8\"");
+  for (const double tick : f.value.Ticks()) {
+    const double y = f.Y(tick);
+    svg += Line(f.left, y, f.left + f.width, y, "stroke=\"#ececec\"");
+    svg += Text(f.left - 8, y + 4, ValueTickLabel(panel, f.value, tick),
+                "text-anchor=\"end\" font-size=\"11\" fill=\"#555555\"");
+  }
+  if (!panel.unit.empty()) {
+    svg += Text(f.left - 8, f.top - 6, panel.unit,
+                "text-anchor=\"end\" font-size=\"11\" fill=\"#555555\"");
+  }
+  return svg + TimeGrid(f);
 }
 
 // Percent and degree signs sit against the number; other units follow a space.
@@ -304,16 +311,99 @@ std::string Curves(const Panel& panel, const Frame& f, const std::string& clip) 
   for (const Run& run : panel.runs) {
     if (run.points.empty()) continue;
     const Style style = StyleOf(run.stroke);
+    // Whole numbers and switches change at once: steps, not slopes.
+    const bool steps = panel.whole || panel.boolean;
     std::string points;
+    const Point* last = nullptr;
     for (const Point& point : run.points) {
       if (!points.empty()) points += ' ';
+      if (steps && last) points += Px(f.X(point.time)) + "," + Px(f.Y(last->value)) + " ";
       points += Px(f.X(point.time)) + "," + Px(f.Y(point.value));
+      last = &point;
     }
     svg += "<polyline class=\"curve\" stroke=\"" + std::string(style.colour) + "\"";
     if (*style.dash) svg += std::string(" stroke-dasharray=\"") + style.dash + "\"";
     svg += " points=\"" + points + "\"/>\n";
   }
   return svg + "</g>\n";
+}
+
+// Where a switch is on, a band under its curve: one band a stretch.
+std::string OnBands(const Panel& panel, const Frame& f) {
+  if (!panel.boolean) return "";
+  std::string svg;
+  const auto band = [&](double from, double to) {
+    svg += Rect(f.X(from), f.Y(1), f.X(to) - f.X(from), f.Y(0) - f.Y(1),
+                "class=\"on-band\" fill=\"#f6d4a6\" fill-opacity=\"0.6\"");
+  };
+  bool on = false;
+  double since = 0.0, last = 0.0;      // where the stretch being gathered began; the last time
+  for (const Run& run : panel.runs) {  // runs go on from one another
+    for (const Point& point : run.points) {
+      const bool now = point.value >= 0.5;
+      if (now && !on) since = point.time;
+      if (on && !now) band(since, point.time);
+      on = now;
+      last = point.time;
+    }
+  }
+  if (on) band(since, last);
+  return svg;
+}
+
+// ---- lanes: a String parameter's spans, a binary parameter's pictures
+
+constexpr const char* kCurveColours[] = {"#333333", "#d62728", "#2ca02c", "#1f77b4"};
+constexpr double kGlyph = 64;  // the side of a picture
+
+std::string SpanBoxes(const Panel& panel, const Frame& f) {
+  std::string svg;
+  const double top = f.top + f.height / 2 - 14;
+  for (const Span& span : panel.spans) {
+    const double x1 = f.X(std::max(span.from, f.time.lo));
+    const double x2 = f.X(std::min(span.to, f.time.hi));
+    if (x2 - x1 < 1) continue;
+    svg += Rect(x1 + 1, top, x2 - x1 - 2, 28,
+                "class=\"span\" fill=\"#eef3e6\" stroke=\"#8aa36a\" rx=\"4\"");
+    const std::string label = Shorten(span.text, static_cast<std::size_t>((x2 - x1) / 7));
+    svg += "<text x=\"" + Px(x1 + 6) + "\" y=\"" + Px(top + 18) +
+           "\" font-size=\"12\" fill=\"#33421f\">" + XmlEscape(label) + "<title>" +
+           XmlEscape(span.text) + "</title></text>\n";
+  }
+  return svg;
+}
+
+std::string GlyphBoxes(const Panel& panel, const Frame& f) {
+  std::string svg;
+  const double top = f.top + (f.height - kGlyph) / 2;
+  for (const Glyph& glyph : panel.glyphs) {
+    const double left = std::clamp(f.X(glyph.time) - kGlyph / 2, f.left, f.left + f.width - kGlyph);
+    svg += "<g class=\"glyph\"><title>" + XmlEscape(glyph.tip) + "</title>\n";
+    svg += Rect(left, top, kGlyph, kGlyph, "fill=\"#ffffff\" stroke=\"#999999\"");
+    for (std::size_t c = 0; c < glyph.curves.size(); ++c) {
+      std::string points;
+      for (const Point& p : glyph.curves[c]) {
+        if (!std::isfinite(p.time) || !std::isfinite(p.value)) continue;
+        points += Px(left + std::clamp(p.time, 0.0, 1.0) * kGlyph) + "," +
+                  Px(top + kGlyph - std::clamp(p.value, 0.0, 1.0) * kGlyph) + " ";
+      }
+      svg += std::string("<polyline fill=\"none\" stroke-width=\"1.4\" stroke=\"") +
+             kCurveColours[c % std::size(kCurveColours)] + "\" points=\"" + points + "\"/>\n";
+    }
+    const double swatch = kGlyph / std::max<std::size_t>(glyph.swatches.size(), 1);
+    for (std::size_t s = 0; s < glyph.swatches.size(); ++s) {
+      svg += Rect(left, top + s * swatch, kGlyph, swatch,
+                  "class=\"swatch\" fill=\"" + glyph.swatches[s] + "\"");
+    }
+    svg += "</g>\n";
+  }
+  return svg;
+}
+
+std::string RenderLane(const Panel& panel, const Frame& f) {
+  std::string svg = Rect(f.left, f.top, f.width, f.height, "fill=\"#fafafa\" stroke=\"#c8c8c8\"");
+  svg += TimeGrid(f);
+  return svg + SpanBoxes(panel, f) + GlyphBoxes(panel, f);
 }
 
 std::string Marks(const Panel& panel, const Frame& f) {
@@ -360,9 +450,15 @@ std::string RenderPanel(const Panel& panel, std::size_t index, double top, doubl
       Text(kLeft, top + 16, panel.title, "font-size=\"14\" font-weight=\"bold\" fill=\"#1b1b1b\"");
   svg += Text(kLeft + kPlotWidth, top + 16, panel.details,
               "text-anchor=\"end\" font-size=\"12\" fill=\"#666666\"");
+  if (panel.lane) {
+    svg += RenderLane(panel, f);
+    svg += Marks(panel, f);
+    return svg + "</g>\n";
+  }
   svg += Grid(panel, f);
   svg += Limits(panel, f);
   svg += Ribbons(panel, f);
+  svg += OnBands(panel, f);
   svg += Curves(panel, f, clip);
   svg += Handles(panel, f, clip);
   svg += Marks(panel, f);

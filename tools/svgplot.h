@@ -44,6 +44,22 @@ struct Handle {
   Point to;
 };
 
+// A stretch of a String parameter's text, drawn as a labelled box.
+struct Span {
+  double from;
+  double to;
+  std::string text;
+};
+
+// A binary payload at a time, drawn small: curves in a unit square (tone
+// curves), or colour swatches (colour wheels).
+struct Glyph {
+  double time;
+  std::vector<std::vector<Point>> curves;  // x and y from 0 to 1
+  std::vector<std::string> swatches;       // "#rrggbb", one per wheel
+  std::string tip;                         // shown when the pointer rests on it
+};
+
 struct Panel {
   std::string title;
   std::string details;   // right of the title, in grey
@@ -57,6 +73,11 @@ struct Panel {
   std::vector<Mark> marks;
   std::vector<Handle> handles;      // drawn only when asked for
   std::vector<Point> splinePoints;  // the points a Spline segment passes through
+  // A lane instead of a plot: a String parameter's spans or a binary
+  // parameter's pictures along the time axis, without a value axis.
+  bool lane = false;
+  std::vector<Span> spans;
+  std::vector<Glyph> glyphs;
 };
 
 struct Chart {

@@ -24,6 +24,10 @@ using Value = std::variant<std::monostate, double, long, bool, std::string, Byte
 // The value of `param` (which belongs to `set`) at `time` on the set's time line.
 Value ValueAt(const qd::Set& set, const qd::Param& param, double time);
 
+// The whole binary payload of `param` at `time`; empty when it has none or
+// it is larger than kLargestFetched.
+std::vector<unsigned char> BinaryAt(const qd::Set& set, const qd::Param& param, double time);
+
 // The numeric value used for charts: booleans as 0 and 1.
 double NumberAt(const qd::Param& param, double time);
 bool IsNumeric(unsigned int type);

@@ -1,0 +1,115 @@
+#include "payloads.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "qdparam/types.h"
+
+namespace qdtool {
+
+namespace {
+
+// Little-endian fields at `offset`; false past the end.
+template <typename T>
+bool Field(const std::vector<unsigned char>& bytes, std::size_t offset, T& out) {
+  if (offset > bytes.size() || bytes.size() - offset < sizeof(T)) return false;
+  std::memcpy(&out, bytes.data() + offset, sizeof(T));
+  return true;
+}
+
+constexpr const char* kWheelNames[] = {"shadows", "midtones", "highlights", "offset", "master"};
+
+}  // namespace
+
+std::optional<ToneCurves> ReadToneCurves(const std::vector<unsigned char>& bytes) {
+  if (bytes.size() < 16) return std::nullopt;
+  ToneCurves curves;
+  std::size_t offset = 0;
+  for (auto& curve : curves) {
+    std::uint32_t count = 0;
+    if (!Field(bytes, offset, count)) break;
+    offset += 4;
+    if (count % 2 != 0 || count > (bytes.size() - offset) / 4) break;  // the rest reads as none
+    for (std::uint32_t i = 0; i < count; i += 2, offset += 8) {
+      float x = 0, y = 0;
+      Field(bytes, offset, x);
+      Field(bytes, offset + 4, y);
+      curve.emplace_back(x, y);
+    }
+  }
+  return curves;
+}
+
+std::optional<ColorWheels> ReadColorWheels(const std::vector<unsigned char>& bytes) {
+  if (bytes.size() < 80) return std::nullopt;
+  ColorWheels wheels;
+  for (std::size_t i = 0; i < wheels.size(); ++i) {
+    std::uint32_t enabled = 0;
+    std::int32_t hue = 0, saturation = 0, level = 0;
+    Field(bytes, 16 * i, enabled);
+    Field(bytes, 16 * i + 4, hue);
+    Field(bytes, 16 * i + 8, saturation);
+    Field(bytes, 16 * i + 12, level);
+    wheels[i] = {enabled != 0, hue, saturation, level};
+  }
+  return wheels;
+}
+
+std::string WheelColour(const ColorWheel& wheel) {
+  // HSL at lightness one half: the chroma is the saturation itself.
+  const double h = std::fmod(std::fmod(wheel.hue, 360.0) + 360.0, 360.0) / 60.0;
+  const double c = std::clamp(wheel.saturation / 100.0, 0.0, 1.0);
+  const double x = c * (1 - std::fabs(std::fmod(h, 2.0) - 1));
+  const double m = 0.5 - c / 2;
+  double r = 0, g = 0, b = 0;
+  if (h < 1)
+    r = c, g = x;
+  else if (h < 2)
+    r = x, g = c;
+  else if (h < 3)
+    g = c, b = x;
+  else if (h < 4)
+    g = x, b = c;
+  else if (h < 5)
+    r = x, b = c;
+  else
+    r = c, b = x;
+  char text[8];
+  const auto byte = [](double v) {
+    return static_cast<int>(std::lround(std::clamp(v, 0.0, 1.0) * 255));
+  };
+  std::snprintf(text, sizeof text, "#%02x%02x%02x", byte(r + m), byte(g + m), byte(b + m));
+  return text;
+}
+
+std::string DescribePayload(unsigned int kind, const std::vector<unsigned char>& bytes) {
+  if (kind == qdcore::BINARY_INTERPOLATION_TONECURVE) {
+    const auto curves = ReadToneCurves(bytes);
+    if (!curves) return "";
+    std::string text = "tone curves, points:";
+    for (const auto& curve : *curves) {
+      text += ' ';
+      text += curve.empty() ? std::string("identity") : std::to_string(curve.size());
+    }
+    return text;
+  }
+  if (kind == qdcore::BINARY_INTERPOLATION_COLORWHEEL) {
+    const auto wheels = ReadColorWheels(bytes);
+    if (!wheels) return "";
+    std::string text;
+    for (std::size_t i = 0; i < wheels->size(); ++i) {
+      const ColorWheel& w = (*wheels)[i];
+      if (!text.empty()) text += "; ";
+      text += std::string(kWheelNames[i]) + " " + std::to_string(w.hue) + "\u00b0 " +
+              std::to_string(w.saturation) + " % level " + std::to_string(w.level) + " " +
+              WheelColour(w);
+    }
+    return text;
+  }
+  return "";
+}
+
+}  // namespace qdtool

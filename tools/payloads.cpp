@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "qdparam/types.h"
+#include "textformat.h"
 
 namespace qdtool {
 
@@ -89,10 +90,12 @@ std::string DescribePayload(unsigned int kind, const std::vector<unsigned char>&
   if (kind == qdcore::BINARY_INTERPOLATION_TONECURVE) {
     const auto curves = ReadToneCurves(bytes);
     if (!curves) return "";
-    std::string text = "tone curves, points:";
-    for (const auto& curve : *curves) {
-      text += ' ';
-      text += curve.empty() ? std::string("identity") : std::to_string(curve.size());
+    std::string text = "tone curves:";
+    for (std::size_t i = 0; i < curves->size(); ++i) {
+      const auto& curve = (*curves)[i];
+      text += (i ? "; " : " ") + std::to_string(i + 1) + ":";
+      if (curve.empty()) text += " identity";
+      for (const auto& [x, y] : curve) text += " (" + TidyNumber(x) + ", " + TidyNumber(y) + ")";
     }
     return text;
   }

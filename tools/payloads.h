@@ -29,8 +29,9 @@ std::optional<ColorWheels> ReadColorWheels(const std::vector<unsigned char>& byt
 // The wheel's colour at mid lightness, as "#rrggbb".
 std::string WheelColour(const ColorWheel& wheel);
 
-// The payload in words ("4 curves: 2, 3, 2, 2 points"; "shadows 190°
-// 40 % level 0, …"); empty for kinds not read here.
+// The payload in words ("tone curves: 1: (0, 0) (0.5, 0.6) (1, 1); 2:
+// identity; …", "shadows 190° 40 % level 0 #5a9aa8; …"); empty for kinds not
+// read here.
 std::string DescribePayload(unsigned int kind, const std::vector<unsigned char>& bytes);
 
 }  // namespace qdtool

@@ -226,6 +226,9 @@ void PrintParam(const qd::Param& handle) {
   if (numbers) std::printf("  limits     %s\n", Limits(param).c_str());
   std::printf("  value      %s\n", StaticValue(param).c_str());
   std::printf("  status     %s\n", Activity(param).c_str());
+  if (const unsigned int alpha = param.GetAlphaHandling(); alpha != ALPHA_NONE) {
+    std::printf("  alpha      %s\n", alpha == ALPHA_GENERATE ? "generate" : "remove");
+  }
   std::printf("  keyframes  %s\n", KeyFrameSummary(param).c_str());
   if (param.GetSize() == 0) {
     if (param.GetType() == PARAM_BINARY) PrintPayloads(handle);

@@ -532,7 +532,7 @@ TEST_F(Tool, ShowDescribesBinaryParameters) {
                                 HasSubstr("112 bytes: 0800000000000000")));
   // The payloads in words: the wheels' colours, the curves' points.
   EXPECT_THAT(result.out, AllOf(HasSubstr("3 s: shadows 190\u00b0 35 % level -4 #539dac;"),
-                                HasSubstr("10 s: tone curves: 1: (0, 0) (")));
+                                HasSubstr("10 s: tone curves: 1: (0, 0.03) (0.25, 0.16)")));
 }
 
 TEST_F(Tool, DumpPrintsTheSetsDiagnosticDump) {

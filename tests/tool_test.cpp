@@ -357,6 +357,22 @@ TEST_F(Tool, PlotDrawsHandlesAndMarksInactiveParameters) {
   EXPECT_THAT(ReadFile(Path("off.svg")), HasSubstr("INACTIVE: drawn at its inactive value"));
 }
 
+// A mask's polygons, outlined as they move from one keyframe to the next.
+TEST_F(Tool, PlotOutlinesMasks) {
+  const std::string file = SetFile(
+      "mask.xml",
+      R"(<Parameter id="1" name="mask" type="Binary" binaryInterpolationType="MaskMultiPolygon" )"
+      R"(useKeyframe="True"><Keyframe position="0" interpolation="Linear"><Binary>)"
+      R"(AAAAAAAAAAAAAAAAAAAAAAAAgD8AAIA/AQAAAAQAAADNzEw+zcxMPs3MTD/NzEw+zcxMP83MTD/NzEw+zcxMPw==)"
+      R"(</Binary></Keyframe><Keyframe position="1"><Binary>)"
+      R"(AAAAAAAAAAAAAAAAAAAAAAAAgD8AAIA/AQAAAAQAAADNzMw9zczMPWZmZj/NzMw9AAAAP2ZmZj8AAAA/ZmZmPw==)"
+      R"(</Binary></Keyframe></Parameter>)");
+  ASSERT_EQ(Run({"plot", file, "--out", Path("mask.svg")}).status, 0);
+  const std::string svg = ReadFile(Path("mask.svg"));
+  EXPECT_EQ(Count(svg, "class=\"glyph\""), 7u);  // six between, the keyframe at 10 s
+  EXPECT_THAT(Run({"show", file}).out, HasSubstr("1 polygons, points: 4"));
+}
+
 // The page carries everything it needs: no address to fetch, the library's
 // samples as data, and a script that says when it is done.
 TEST_F(Tool, PlotWritesASelfContainedPage) {

@@ -59,6 +59,28 @@ std::optional<ColorWheels> ReadColorWheels(const std::vector<unsigned char>& byt
   return wheels;
 }
 
+std::optional<Polygons> ReadPolygons(const std::vector<unsigned char>& bytes) {
+  std::int32_t count = 0;
+  if (!Field(bytes, 24, count) || count < 0) return std::nullopt;
+  Polygons polygons;
+  std::size_t offset = 28;
+  for (std::int32_t p = 0; p < count; ++p) {
+    std::int32_t points = 0;
+    if (!Field(bytes, offset, points) || points < 0) return std::nullopt;
+    offset += 4;
+    if (static_cast<std::size_t>(points) > (bytes.size() - offset) / 8) return std::nullopt;
+    std::vector<std::pair<double, double>> polygon;
+    for (std::int32_t i = 0; i < points; ++i, offset += 8) {
+      float x = 0, y = 0;
+      Field(bytes, offset, x);
+      Field(bytes, offset + 4, y);
+      polygon.emplace_back(x, y);
+    }
+    polygons.push_back(std::move(polygon));
+  }
+  return polygons;
+}
+
 std::string WheelColour(const ColorWheel& wheel) {
   // HSL at lightness one half: the chroma is the saturation itself.
   const double h = std::fmod(std::fmod(wheel.hue, 360.0) + 360.0, 360.0) / 60.0;
@@ -96,6 +118,17 @@ std::string DescribePayload(unsigned int kind, const std::vector<unsigned char>&
       text += (i ? "; " : " ") + std::to_string(i + 1) + ":";
       if (curve.empty()) text += " identity";
       for (const auto& [x, y] : curve) text += " (" + TidyNumber(x) + ", " + TidyNumber(y) + ")";
+    }
+    return text;
+  }
+  if (kind == qdcore::BINARY_INTERPOLATION_MASKMULTIPOLYGON) {
+    const auto polygons = ReadPolygons(bytes);
+    if (!polygons) return "";
+    std::string text = std::to_string(polygons->size());
+    text += " polygons, points:";
+    for (const auto& polygon : *polygons) {
+      text += ' ';
+      text += std::to_string(polygon.size());
     }
     return text;
   }

@@ -22,9 +22,14 @@ struct ColorWheel {
 };
 using ColorWheels = std::array<ColorWheel, 5>;
 
-// Nothing for a payload too short to hold the records.
+// Polygons of (x, y) points, each as a share of the mask's frame.
+using Polygons = std::vector<std::vector<std::pair<double, double>>>;
+
+// Nothing for a payload too short to hold the records (or, for polygons,
+// whose counts run past its end).
 std::optional<ToneCurves> ReadToneCurves(const std::vector<unsigned char>& bytes);
 std::optional<ColorWheels> ReadColorWheels(const std::vector<unsigned char>& bytes);
+std::optional<Polygons> ReadPolygons(const std::vector<unsigned char>& bytes);
 
 // The wheel's colour at mid lightness, as "#rrggbb".
 std::string WheelColour(const ColorWheel& wheel);

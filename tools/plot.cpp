@@ -266,7 +266,8 @@ bool IsDrawnAsLane(const CParam& param) {
   if (param.GetType() == PARAM_STRING) return true;
   const unsigned int kind = param.GetBinaryInterpolationType();
   return param.GetType() == PARAM_BINARY &&
-         (kind == BINARY_INTERPOLATION_TONECURVE || kind == BINARY_INTERPOLATION_COLORWHEEL);
+         (kind == BINARY_INTERPOLATION_TONECURVE || kind == BINARY_INTERPOLATION_COLORWHEEL ||
+          kind == BINARY_INTERPOLATION_MASKMULTIPOLYGON);
 }
 
 std::optional<Glyph> GlyphAt(const Document& document, const PanelSource& source, double time) {
@@ -281,6 +282,17 @@ std::optional<Glyph> GlyphAt(const Document& document, const PanelSource& source
       if (curve.empty()) points = {{0, 0}, {1, 1}};  // the identity
       for (const auto& [x, y] : curve) points.push_back({x, y});
       glyph.curves.push_back(std::move(points));
+    }
+    return glyph;
+  }
+  if (kind == BINARY_INTERPOLATION_MASKMULTIPOLYGON) {
+    const auto polygons = ReadPolygons(bytes);
+    if (!polygons) return std::nullopt;
+    for (const auto& polygon : *polygons) {
+      std::vector<Point> outline;  // closed, and upright as on a screen
+      for (const auto& [x, y] : polygon) outline.push_back({x, 1.0 - y});
+      if (!outline.empty()) outline.push_back(outline.front());
+      glyph.curves.push_back(std::move(outline));
     }
     return glyph;
   }
@@ -324,7 +336,9 @@ Panel BuildLane(const Document& document, const PanelSource& source) {
       }
     }
   } else {
-    for (const double time : LaneTimes(source, keys, kGlyphsBetween)) {
+    std::vector<double> times = LaneTimes(source, keys, kGlyphsBetween);
+    times.push_back(source.window.to);  // and how it ends
+    for (const double time : times) {
       if (auto glyph = GlyphAt(document, source, time)) panel.glyphs.push_back(std::move(*glyph));
     }
   }

@@ -463,3 +463,38 @@ TEST(HostApi, FindAndPathFollowTheClipAsValuesDo) {
 }
 
 }  // namespace
+
+namespace {
+
+// An editor's "next keyframe" and "previous keyframe", on the set's time
+// line, in time order whatever order the keyframes are stored in.
+TEST(HostApi, KeyNavigation) {
+  for (const bool ordered : {true, false}) {
+    auto set = qd::Set::parse(
+        ordered ? R"(<Property><Parameter id="1" name="p" useKeyframe="True">
+          <Keyframe position="0.1" value="0"/><Keyframe position="0.4" value="1"/>
+          <Keyframe position="0.4" value="2"/><Keyframe position="0.9" value="3"/></Parameter></Property>)"
+                : R"(<Property><Parameter id="1" name="p" useKeyframe="True">
+          <Keyframe position="0.9" value="3"/><Keyframe position="0.4" value="1"/>
+          <Keyframe position="0.1" value="0"/><Keyframe position="0.4" value="2"/></Parameter></Property>)");
+    ASSERT_TRUE(set.ok()) << set.error().describe();
+    set->set_clip(100.0, 10.0);
+    const qd::Param p = *set->param("p");
+    EXPECT_EQ(p.next_key(100.0), 101.0);
+    EXPECT_EQ(p.next_key(101.0), 101.0);  // at or after
+    EXPECT_EQ(p.next_key(101.5), 104.0);
+    EXPECT_FALSE(p.next_key(109.5));
+    EXPECT_EQ(p.previous_key(104.5), 104.0);
+    EXPECT_FALSE(p.previous_key(100.5));
+    EXPECT_EQ(p.nearest_key(102.5), 101.0);  // as near as 104: the earlier
+    EXPECT_EQ(p.nearest_key(107.0), 109.0);
+    EXPECT_EQ(p.count_keys(100.0, 110.0), 4u);
+    EXPECT_EQ(p.count_keys(104.0, 104.0), 2u);
+    EXPECT_EQ(p.count_keys(105.0, 104.0), 0u);
+    EXPECT_FALSE(p.next_key(NAN));
+  }
+  const qd::Set pip = Load(kPip);
+  EXPECT_FALSE(ParamOf(pip, "corner_radius").next_key(0.0));  // not keyframed
+}
+
+}  // namespace

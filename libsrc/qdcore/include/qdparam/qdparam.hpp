@@ -191,6 +191,19 @@ class QDPARAM_API Param {
   std::vector<double> find_all(double target, std::optional<double> after = std::nullopt,
                                std::size_t limit = 100000) const;
 
+  // ---- key navigation: keyframe times on the set's time line, found by a
+  // search over the keyframes in time order (O(log N) when they are stored
+  // in time order)
+  /// The time of the first keyframe at or after `time`; nullopt when none.
+  std::optional<double> next_key(double time) const;
+  /// The time of the last keyframe at or before `time`; nullopt when none.
+  std::optional<double> previous_key(double time) const;
+  /// The keyframe time nearest `time`, the earlier of two as near; nullopt
+  /// without keyframes.
+  std::optional<double> nearest_key(double time) const;
+  /// How many keyframes lie in [from, to]; 0 for an empty or NaN range.
+  std::size_t count_keys(double from, double to) const;
+
   // ---- keyframes, in time order (stored order when two share a time)
   std::vector<Keyframe> keys() const;  ///< every keyframe; empty for a stale handle
 

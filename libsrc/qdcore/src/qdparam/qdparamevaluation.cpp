@@ -3,8 +3,11 @@
 // qdvaluearrays.cpp.
 #include "qdparamevaluation.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <utility>
+#include <vector>
 
 #include "qdformatnames.h"
 #include "qdminduration.h"
@@ -141,6 +144,24 @@ CZMemory CParam::GetValueBinary(const mtime&, const mtime&) const {
     return CZMemory::pnull;
   }
   return GetValueBinary();
+}
+
+void ParamEvaluation::SortedKeyTimes(const CParam& param, mtime duration, mtime minDuration,
+                                     const std::function<void(std::span<const mtime>)>& use) {
+  if (const CParam::EvalCache* cache = CParam::EvalCache::For(param)) {
+    const Timeline* line = cache->LineFor(duration, minDuration);
+    if (line && line->ordered) return use(line->times);
+  }
+  std::vector<mtime> times;
+  times.reserve(param.GetSize());
+  for (unsigned int i = 0; i < param.GetSize(); ++i) {
+    const KeyPosition position = ReadKeyPosition(*param.Get(i));
+    if (!position.read || position.qualifier == KEYFRAME_NO_TIME) continue;
+    const mtime t = KeyTimeOnClip(position, duration, minDuration, mtime::null);
+    if (std::isfinite(static_cast<double>(t))) times.push_back(t);
+  }
+  std::sort(times.begin(), times.end());
+  use(times);
 }
 
 void ParamEvaluation::ForgetMinDuration(CParam& param) {

@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <span>
 
 #include "qdparam/param.h"
 
@@ -31,11 +33,17 @@ struct ParamEvaluation {
                         mtime from, bool (*sink)(void* context, double time), void* context) {
     return param.FindValueCrossings(value, duration, minDuration, from, sink, context);
   }
+  // The keyframes' times on a clip, ascending, handed to `use`: the cached
+  // time line itself when its keys are in time order (no copy), else the
+  // times read and sorted. Keyframes without a time are left out.
+  static void SortedKeyTimes(const CParam& param, mtime duration, mtime minDuration,
+                             const std::function<void(std::span<const mtime>)>& use);
   // Makes the next GetMinDuration count again: removing or moving an
   // absolute keyframe leaves the cached span as it was.
   static void ForgetMinDuration(CParam& param);
   static void AtTimes(const CParam& param, mtime duration, mtime minDuration, const double* times,
                       double* values, std::size_t count);
+
  private:
   // Calls `get` with the parameter as its evaluation cache reads it, or live
   // when no cache can be had.

@@ -163,6 +163,21 @@ Times are seconds on the set's time line.)");
           "The area under a Double parameter from the clip's start to time t; None\n"
           "for other types.")
       .def(
+          "next_key", [](const ParamHandle& h, double t) { return h.live().next_key(t); },
+          py::arg("t"), "The time of the first keyframe at or after t; None when none.")
+      .def(
+          "previous_key", [](const ParamHandle& h, double t) { return h.live().previous_key(t); },
+          py::arg("t"), "The time of the last keyframe at or before t; None when none.")
+      .def(
+          "nearest_key", [](const ParamHandle& h, double t) { return h.live().nearest_key(t); },
+          py::arg("t"), "The keyframe time nearest t (the earlier of two as near); None when none.")
+      .def(
+          "count_keys",
+          [](const ParamHandle& h, double from, double to) {
+            return h.live().count_keys(from, to);
+          },
+          py::arg("start"), py::arg("end"), "How many keyframes lie in [start, end].")
+      .def(
           "find",
           [](const ParamHandle& h, double value, std::optional<double> after) {
             const qd::Param param = h.live();

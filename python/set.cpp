@@ -179,6 +179,26 @@ independent copy.)")
           "`params` (one to eight Double or Long parameters of this set): one\n"
           "coordinate per parameter, or None when the path cannot be made.")
       .def(
+          "frame",
+          [](const SetHandle& s, double t, std::optional<std::vector<ParamHandle>> params) {
+            std::vector<qd::Param> chosen;
+            if (params) {
+              for (const ParamHandle& p : *params) chosen.push_back(p.live());
+            }
+            const qd::Frame frame =
+                params ? qd::Frame(std::move(chosen)) : qd::Frame::numeric(s.set);
+            std::vector<double> values(frame.params().size());
+            frame.values(Finite(t, "t"), values);
+            py::dict out;
+            for (std::size_t i = 0; i < values.size(); ++i) {
+              out[py::str(frame.params()[i].name())] = values[i];
+            }
+            return out;
+          },
+          py::arg("t"), py::arg("params") = py::none(),
+          "Every numeric parameter's value at time t (or those of `params`), as a\n"
+          "dict by name: one call per frame. NaN where a parameter answers no number.")
+      .def(
           "snapshot", [](const SetHandle& s) { return SetHandle{s.set.snapshot()}; },
           "An independent copy, cheap until either side changes: hand it to a\n"
           "thread that evaluates while this one edits.")

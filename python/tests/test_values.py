@@ -97,3 +97,17 @@ def test_find_and_path_on_a_short_clip():
     point = s.path([x, y], 2.0)
     assert point == pytest.approx([x.value(2.0), y.value(2.0)], abs=1e-9)
     assert s.path([], 2.0) is None
+
+
+def test_frame_and_key_navigation():
+    s = qdparam.load(EXAMPLES / "pip.xml")
+    s.clip = (0.0, 10.0)
+    frame = s.frame(2.5)
+    assert "caption" not in frame
+    assert frame["position_x"] == s["position_x"].value(2.5)
+    assert set(s.frame(2.5, [s["size"]])) == {"size"}
+    x = s["position_x"]
+    assert x.next_key(1.0) == 4.0
+    assert x.previous_key(5.0) == 4.0
+    assert x.nearest_key(7.0) == 8.0
+    assert x.count_keys(0.0, 10.0) == 3

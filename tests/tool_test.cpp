@@ -357,6 +357,26 @@ TEST_F(Tool, PlotDrawsHandlesAndMarksInactiveParameters) {
   EXPECT_THAT(ReadFile(Path("off.svg")), HasSubstr("INACTIVE: drawn at its inactive value"));
 }
 
+// A dense recorded curve costs the chart's width, not its keyframes: at most
+// four points a half-pixel column and one tick a pixel for the keyframes.
+TEST_F(Tool, PlotThinsDenseCurvesToThePixel) {
+  std::string keys;
+  for (int k = 0; k < 20000; ++k) {
+    keys += "<Keyframe position=\"" + std::to_string(k / 19999.0) + "\" value=\"" +
+            std::to_string(k * 37 % 200) + "\" interpolation=\"Linear\"/>";
+  }
+  const std::string file =
+      SetFile("dense.xml", R"(<Parameter id="1" name="d" value="0" useKeyframe="True">)" + keys +
+                               "</Parameter>");
+  ASSERT_EQ(Run({"plot", file, "--out", Path("dense.svg")}).status, 0);
+  const std::string svg = ReadFile(Path("dense.svg"));
+  EXPECT_EQ(Count(svg, "class=\"keyframe-ticks\""), 1u);
+  EXPECT_EQ(Count(svg, "class=\"keyframe\""), 0u);
+  EXPECT_LT(svg.size(), 250000u);  // 20,000 keyframes would take megabytes
+  // The ticks say how many keyframes they stand for.
+  EXPECT_THAT(svg, HasSubstr("20000 keyframes"));
+}
+
 // A mask's polygons, outlined as they move from one keyframe to the next.
 TEST_F(Tool, PlotOutlinesMasks) {
   const std::string file = SetFile(

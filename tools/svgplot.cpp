@@ -304,23 +304,73 @@ std::string Ribbons(const Panel& panel, const Frame& f) {
   return svg;
 }
 
+// A run's points in pixels, at most four in each half-pixel column: the
+// first, the lowest, the highest and the last, in their order. A dense curve
+// costs the plot's width, not its samples, and stays exact to the pixel.
+class PixelThinner {
+ public:
+  explicit PixelThinner(std::vector<Point>& out) : m_out(out) {}
+  ~PixelThinner() { Flush(); }
+  PixelThinner(const PixelThinner&) = delete;
+  PixelThinner& operator=(const PixelThinner&) = delete;
+
+  void Add(Point at) {
+    if (!m_column.empty() && std::fabs(at.time - m_column.front().time) >= 0.5) Flush();
+    m_column.push_back(at);
+  }
+
+ private:
+  void Flush() {
+    if (m_column.empty()) return;
+    const auto byValue = [](const Point& a, const Point& b) { return a.value < b.value; };
+    const auto low = std::min_element(m_column.begin(), m_column.end(), byValue);
+    const auto high = std::max_element(m_column.begin(), m_column.end(), byValue);
+    std::vector<std::size_t> keep{0, static_cast<std::size_t>(low - m_column.begin()),
+                                  static_cast<std::size_t>(high - m_column.begin()),
+                                  m_column.size() - 1};
+    std::sort(keep.begin(), keep.end());
+    keep.erase(std::unique(keep.begin(), keep.end()), keep.end());
+    for (const std::size_t i : keep) m_out.push_back(m_column[i]);
+    m_column.clear();
+  }
+
+  std::vector<Point>& m_out;
+  std::vector<Point> m_column;
+};
+
+void AppendPixels(const Run& run, const Frame& f, bool steps, PixelThinner& thinner) {
+  std::optional<double> lastValue;
+  for (const Point& point : run.points) {
+    const Point at{f.X(point.time), f.Y(point.value)};
+    if (steps && lastValue) thinner.Add({at.time, f.Y(*lastValue)});
+    lastValue = point.value;
+    thinner.Add(at);
+  }
+}
+
 std::string Curves(const Panel& panel, const Frame& f, const std::string& clip) {
   std::string svg = "<g clip-path=\"url(#" + clip +
                     ")\" fill=\"none\" stroke-width=\"2.2\" "
                     "stroke-linejoin=\"round\">\n";
-  for (const Run& run : panel.runs) {
-    if (run.points.empty()) continue;
-    const Style style = StyleOf(run.stroke);
-    // Whole numbers and switches change at once: steps, not slopes.
-    const bool steps = panel.whole || panel.boolean;
-    std::string points;
-    const Point* last = nullptr;
-    for (const Point& point : run.points) {
-      if (!points.empty()) points += ' ';
-      if (steps && last) points += Px(f.X(point.time)) + "," + Px(f.Y(last->value)) + " ";
-      points += Px(f.X(point.time)) + "," + Px(f.Y(point.value));
-      last = &point;
+  // Whole numbers and switches change at once: steps, not slopes.
+  const bool steps = panel.whole || panel.boolean;
+  // Runs of one stroke that follow each other are one line.
+  for (std::size_t i = 0; i < panel.runs.size();) {
+    const Stroke stroke = panel.runs[i].stroke;
+    std::vector<Point> pixels;
+    {
+      PixelThinner thinner(pixels);
+      for (; i < panel.runs.size() && panel.runs[i].stroke == stroke; ++i) {
+        AppendPixels(panel.runs[i], f, steps, thinner);
+      }
     }
+    if (pixels.empty()) continue;
+    std::string points;
+    for (const Point& at : pixels) {
+      if (!points.empty()) points += ' ';
+      points += Px(at.time) + "," + Px(at.value);
+    }
+    const Style style = StyleOf(stroke);
     svg += "<polyline class=\"curve\" stroke=\"" + std::string(style.colour) + "\"";
     if (*style.dash) svg += std::string(" stroke-dasharray=\"") + style.dash + "\"";
     svg += " points=\"" + points + "\"/>\n";
@@ -406,8 +456,29 @@ std::string RenderLane(const Panel& panel, const Frame& f) {
   return svg + SpanBoxes(panel, f) + GlyphBoxes(panel, f);
 }
 
+// Keyframes closer than this many pixels apart on average are too dense
+// for a mark each: they become one row of ticks under the plot.
+constexpr double kDensestMarks = 4;
+
 std::string Marks(const Panel& panel, const Frame& f) {
   std::string svg;
+  if (static_cast<double>(panel.marks.size()) * kDensestMarks > f.width) {
+    std::string ticks, lastX;  // one tick a pixel
+    const std::string y = Px(f.top + f.height - 6);
+    for (const Mark& mark : panel.marks) {
+      const std::string x = Px(f.X(mark.time));
+      if (x == lastX) continue;
+      ticks += 'M';
+      ticks += x;
+      ticks += ',';
+      ticks += y;
+      ticks += "v6";
+      lastX = x;
+    }
+    return "<path class=\"keyframe-ticks\" d=\"" + ticks +
+           "\" stroke=\"#1b1b1b\" stroke-width=\"1\"><title>" + std::to_string(panel.marks.size()) +
+           " keyframes</title></path>\n";
+  }
   for (const Mark& mark : panel.marks) {  // guides first, so that no guide crosses a mark
     const double x = f.X(mark.time);
     svg += Line(x, f.top - 6, x, f.top + f.height, "stroke=\"#b0b0b0\" stroke-dasharray=\"1 3\"");

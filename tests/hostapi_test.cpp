@@ -399,9 +399,9 @@ TEST(HostApi, AFrameHoldsEveryNumberOfTheSet) {
   const qd::Frame frame = qd::Frame::numeric(set);
   std::vector<std::string> names;
   for (const qd::Param& param : frame.params()) names.push_back(param.name());
-  EXPECT_EQ(names, (std::vector<std::string>{"position_x", "position_y", "size", "rotation",
-                                             "opacity", "border_width", "shadow",
-                                             "corner_radius"}));
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"position_x", "position_y", "size", "rotation", "opacity",
+                                      "border_width", "shadow", "corner_radius"}));
   std::vector<double> out(frame.params().size());
   for (double t = 0.0; t < 6.0; t += 0.7) {
     ASSERT_TRUE(frame.values(t, out));
@@ -470,11 +470,10 @@ namespace {
 // line, in time order whatever order the keyframes are stored in.
 TEST(HostApi, KeyNavigation) {
   for (const bool ordered : {true, false}) {
-    auto set = qd::Set::parse(
-        ordered ? R"(<Property><Parameter id="1" name="p" useKeyframe="True">
+    auto set = qd::Set::parse(ordered ? R"(<Property><Parameter id="1" name="p" useKeyframe="True">
           <Keyframe position="0.1" value="0"/><Keyframe position="0.4" value="1"/>
           <Keyframe position="0.4" value="2"/><Keyframe position="0.9" value="3"/></Parameter></Property>)"
-                : R"(<Property><Parameter id="1" name="p" useKeyframe="True">
+                                      : R"(<Property><Parameter id="1" name="p" useKeyframe="True">
           <Keyframe position="0.9" value="3"/><Keyframe position="0.4" value="1"/>
           <Keyframe position="0.1" value="0"/><Keyframe position="0.4" value="2"/></Parameter></Property>)");
     ASSERT_TRUE(set.ok()) << set.error().describe();
@@ -495,6 +494,44 @@ TEST(HostApi, KeyNavigation) {
   }
   const qd::Set pip = Load(kPip);
   EXPECT_FALSE(ParamOf(pip, "corner_radius").next_key(0.0));  // not keyframed
+}
+
+}  // namespace
+
+namespace {
+
+// A keyframe put into a curve leaves it where it was: exactly for Bezier
+// (split in two) and Linear; the others measured.
+TEST(HostApi, InsertedKeysKeepTheCurve) {
+  struct Case {
+    const char* name;
+    double at, from, to, tolerance;
+    std::size_t keys;  // after the insertion
+  } cases[] = {
+      {"position_x", 1.3, 0.0, 4.0, 1e-9, 4},   // Bezier, two handles
+      {"position_y", 5.5, 4.0, 8.0, 1e-9, 4},   // Bezier, the second segment
+      {"border_width", 1.5, 0.0, 3.0, 0.0, 5},  // Linear, whole numbers
+      {"size", 3.0, 2.0, 6.0, 0.5, 4},          // LinLog: the halves blend their own logarithms
+      // An eased segment: the ease spans the segment, and each half now eases
+      // on its own. Measured, not hidden: up to a fifth of the fade.
+      {"opacity", 9.4, 9.0, 10.0, 20.0, 5},
+  };
+  for (const Case& c : cases) {
+    qd::Set set = Load(kPip);
+    set.set_clip(0.0, 10.0);
+    qd::Param param = *set.param(c.name);
+    std::vector<double> before(401), after(401);
+    ASSERT_TRUE(param.values(c.from, (c.to - c.from) / 400, before));
+    const auto inserted = param.insert_key(c.at);
+    ASSERT_TRUE(inserted.ok()) << c.name << ": " << inserted.error().describe();
+    EXPECT_EQ(param.keys().size(), c.keys) << c.name;
+    ASSERT_TRUE(param.values(c.from, (c.to - c.from) / 400, after));
+    double deviation = 0;
+    for (std::size_t i = 0; i < before.size(); ++i) {
+      deviation = std::max(deviation, std::fabs(after[i] - before[i]));
+    }
+    EXPECT_LE(deviation, c.tolerance) << c.name;
+  }
 }
 
 }  // namespace

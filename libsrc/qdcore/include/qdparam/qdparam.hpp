@@ -215,6 +215,12 @@ class QDPARAM_API Param {
   /// its stored index.
   Result<unsigned int> add_key(double time, std::optional<double> value = std::nullopt,
                                Interpolation interpolation = Interpolation::Linear);
+  /// Adds a keyframe at `time` without changing the curve: a Bezier segment
+  /// (without an ease) is split so that both halves trace it (de Casteljau);
+  /// elsewhere the new keyframe takes the segment's interpolation and the
+  /// value there, which keeps Hold and Linear segments exactly and others
+  /// closely. Returns its stored index.
+  Result<unsigned int> insert_key(double time);
   /// Moves keyframe `index` to `time`, in its own kind of position (a share
   /// of the clip, or seconds), and back into time order. Returns its new index.
   Result<unsigned int> move_key(unsigned int index, double time);

@@ -190,21 +190,11 @@ bool StoredInTimeOrder(const qd::Param& handle) {
   return true;
 }
 
-// A payload's bytes, read the library's way (see ReadBytes).
-template <typename Reader>
-std::vector<unsigned char> AllBytes(Reader read) {
-  const unsigned int size = read(nullptr, 0u);
-  if (size == 0 || size > kLargestFetched) return {};
-  std::vector<unsigned char> bytes(size);
-  bytes.resize(std::min(size, read(bytes.data(), size)));
-  return bytes;
-}
-
 // Tone curves and colour wheels in words: the value, then each keyframe's.
 void PrintPayloads(const qd::Param& handle) {
   const CParam& param = *handle.native();
   const unsigned int kind = param.GetBinaryInterpolationType();
-  const auto words = DescribePayload(kind, AllBytes([&](unsigned char* b, unsigned int n) {
+  const auto words = DescribePayload(kind, ReadAllBytes([&](unsigned char* b, unsigned int n) {
                                        return param.GetValueBinary(b, n, 0);
                                      }));
   if (words.empty() && param.GetSize() == 0) return;
@@ -213,7 +203,7 @@ void PrintPayloads(const qd::Param& handle) {
     const CKeyFrame& kf = *param.Get(key.index);
     const std::string keyWords = DescribePayload(
         kind,
-        AllBytes([&](unsigned char* b, unsigned int n) { return kf.GetValueBinary(b, n, 0); }));
+        ReadAllBytes([&](unsigned char* b, unsigned int n) { return kf.GetValueBinary(b, n, 0); }));
     if (keyWords.empty()) continue;
     std::printf("  #%-9u %s s: %s\n", key.index, TidyNumber(key.time).c_str(), keyWords.c_str());
   }

@@ -59,11 +59,9 @@ Value ValueAt(const qd::Set& set, const qd::Param& param, double time) {
 std::vector<unsigned char> BinaryAt(const qd::Set& set, const qd::Param& param, double time) {
   const qdcore::CParam* native = param.native();
   if (!native) return {};
-  const unsigned int size = set.native().GetValueBinary(native, time, nullptr, 0);
-  if (size == 0 || size > kLargestFetched) return {};
-  std::vector<unsigned char> bytes(size);
-  bytes.resize(std::min(size, set.native().GetValueBinary(native, time, bytes.data(), size)));
-  return bytes;
+  return ReadAllBytes([&](unsigned char* buffer, unsigned int size) {
+    return set.native().GetValueBinary(native, time, buffer, size);
+  });
 }
 
 double NumberAt(const qd::Param& param, double time) { return param.value(time).value_or(0.0); }

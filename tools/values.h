@@ -44,17 +44,33 @@ Bytes BinaryHead(const unsigned char* data, std::size_t size);
 // Larger binary values are only counted, not fetched.
 inline constexpr unsigned int kLargestFetched = 64u << 20;
 
-// A binary value read the library's way: `read(nullptr, 0)` tells its size,
-// `read(buffer, size)` copies it and answers how many bytes it wrote.
+// Binary values are read the library's way: `read(nullptr, 0)` tells the
+// size, `read(buffer, size)` copies the value and answers how many bytes it
+// wrote. The bytes of a value of `size`; empty when there are none or more
+// than kLargestFetched.
+template <typename Reader>
+std::vector<unsigned char> FetchBytes(Reader read, unsigned int size) {
+  if (size == 0 || size > kLargestFetched) return {};
+  std::vector<unsigned char> bytes(size);
+  const unsigned int written = read(bytes.data(), size);
+  bytes.resize(written < size ? written : size);
+  return bytes;
+}
+
+// The whole value, as FetchBytes gives it.
+template <typename Reader>
+std::vector<unsigned char> ReadAllBytes(Reader read) {
+  return FetchBytes(read, read(nullptr, 0u));
+}
+
+// The value's size and its first bytes.
 template <typename Reader>
 Bytes ReadBytes(Reader read) {
   const unsigned int size = read(nullptr, 0u);
-  if (size == 0 || size > kLargestFetched) return {size, {}};
-  std::vector<unsigned char> buffer(size);
-  const unsigned int written = read(buffer.data(), size);
-  Bytes bytes = BinaryHead(buffer.data(), written < size ? written : size);
-  bytes.size = size;
-  return bytes;
+  const std::vector<unsigned char> bytes = FetchBytes(read, size);
+  Bytes head = BinaryHead(bytes.data(), bytes.size());
+  head.size = size;
+  return head;
 }
 
 }  // namespace qdtool

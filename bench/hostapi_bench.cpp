@@ -112,4 +112,55 @@ void BM_EditThenEvaluate(benchmark::State& state) {
 }
 BENCHMARK(BM_EditThenEvaluate)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
+// The same drag in time: the key moves between its neighbours.
+void BM_MoveThenEvaluate(benchmark::State& state) {
+  const int keys = static_cast<int>(state.range(0));
+  qd::Set set = Loaded(1, keys);
+  qd::Param param = *set.param("param0");
+  const unsigned int middle = static_cast<unsigned int>(keys / 2);
+  const double at = param.keys()[middle].time, room = 10.0 / (keys - 1) / 4;
+  std::int64_t i = 0;
+  for (auto _ : state) {
+    (void)param.move_key(middle, at + room * double(i % 3 - 1));
+    benchmark::DoNotOptimize(param.value(TimeAt(i++)));
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_MoveThenEvaluate)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+
+// A key added and removed again, then one value: the list changes length.
+void BM_AddRemoveThenEvaluate(benchmark::State& state) {
+  const int keys = static_cast<int>(state.range(0));
+  qd::Set set = Loaded(1, keys);
+  qd::Param param = *set.param("param0");
+  const double between = 5.0 + 10.0 / (keys - 1) / 2;
+  std::int64_t i = 0;
+  for (auto _ : state) {
+    const auto added = param.add_key(between, 1.0);
+    if (added) (void)param.remove_key(*added);
+    benchmark::DoNotOptimize(param.value(TimeAt(i++)));
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_AddRemoveThenEvaluate)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+
+// An edit of a small parameter, then a value of a large untouched one: the
+// large one's cache must not look at its keys again.
+void BM_OtherEditThenEvaluate(benchmark::State& state) {
+  const int keys = static_cast<int>(state.range(0));
+  qd::Set set = Loaded(1, keys);
+  auto small = qd::Set::parse(SetText(1, 4));
+  if (!small) std::abort();
+  qd::Param edited = *small->param("param0");
+  const qd::Param large = *set.param("param0");
+  std::int64_t i = 0;
+  for (auto _ : state) {
+    edited.set_key_value(1, double(i % 100));
+    benchmark::DoNotOptimize(edited.value(TimeAt(i)));
+    benchmark::DoNotOptimize(large.value(TimeAt(i++)));
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_OtherEditThenEvaluate)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+
 }  // namespace

@@ -332,6 +332,74 @@ TEST(EvalCache, EveryKindOfWriteShowsInTheNextEvaluation) {
   }
 }
 
+// ---- Edits read in place agree with a cache built afresh
+
+// One random write to `param`, of the kinds an editor makes most, now and
+// then one that moves keyframes in the list or reaches a shared copy.
+void RandomEdit(std::mt19937& random, CParam& param) {
+  std::uniform_real_distribution<double> value(-5.0, 105.0), fraction(-0.1, 1.1);
+  const unsigned int count = param.GetSize();
+  CKeyFrame* kf = count ? param.Get(static_cast<unsigned int>(random() % count)) : nullptr;
+  std::u16string position = u"0.5";
+  switch (kf ? random() % 12 : 9) {
+    case 0: case 1: case 2: kf->SetValueDouble(value(random)); break;
+    case 3: kf->SetPosition(fraction(random)); break;
+    case 4: kf->SetTime(fraction(random) * 12.0, random() % 2 == 0); break;
+    case 5: kf->SetInterpolation(INTERPOLATION_HOLD << (random() % 5)); break;
+    case 6: kf->SetTimeTranslation(random() % 2 ? TIMETRANSLATION_EASEINOUT : 0); break;
+    case 7: {
+      std::vector<Anchor> anchors(random() % 3);
+      for (Anchor& a : anchors) a = {fraction(random), value(random)};
+      kf->SetAnchors(anchors.data(), static_cast<unsigned int>(anchors.size()));
+      break;
+    }
+    case 8: param.SetMaxValueDouble(random() % 2 ? 60.0 : 100.0); break;
+    case 9: param.Insert(RandomKey(random, param, position), random() % (count + 1), kDuration, false); break;
+    case 10: param.Remove(static_cast<unsigned int>(random() % count)); break;
+    default: {
+      if (random() % 4) return kf->SetValueDouble(value(random)), void();
+      CParam copy = param;  // shares every element until one side writes
+      copy.GetValueDouble(1.0, kDuration, 0.0);
+      kf->SetValueDouble(value(random));
+      break;
+    }
+  }
+}
+
+TEST(EvalCache, EditsReadInPlaceAgreeWithAFreshCache) {
+  std::mt19937 random(21);
+  // More clip lengths than a cache keeps lines for, so that lines refill.
+  const double durations[] = {kDuration, 4.0, 25.0, 7.0, 13.0, kDuration};
+  for (int round = 0; round < 120; ++round) {
+    SCOPED_TRACE(round);
+    CParam param = RandomParam(random);
+    for (int step = 0; step < 25; ++step) {
+      // Mostly one write between evaluations; sometimes more than are kept by name.
+      const int writes = random() % 8 == 0 ? 70 : 1 + static_cast<int>(random() % 3);
+      for (int w = 0; w < writes; ++w) RandomEdit(random, param);
+      const double duration = durations[random() % std::size(durations)];
+      for (double t : ProbeTimes(random, param, duration)) ExpectLive(param, t, duration);
+      // From text: a copy would share the elements, and a cache reading
+      // elements that another reads too is rebuilt, never patched.
+      CXMLObject stored;
+      param.Store(stored);
+      const CParam fresh(qdtest::Parse(qdtest::Text(stored)));
+      // A keyframe's time written through its pointer leaves the parameter's
+      // minimum duration as it was; the copy works it out afresh.
+      if (Bits(fresh.GetMinDuration()) != Bits(param.GetMinDuration())) continue;
+      std::vector<double> values(64), expected(64);
+      param.GetValueArrayDouble(duration, -0.5, duration / 60.0, values.data(), values.size());
+      fresh.GetValueArrayDouble(duration, -0.5, duration / 60.0, expected.data(), expected.size());
+      for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(Bits(values[i]), Bits(expected[i])) << step;
+      mtime found[8], freshFound[8];
+      const double target = 50.0;
+      const unsigned int n = param.GetPositionsFromValueDouble(target, duration, found, 8, 0.0);
+      ASSERT_EQ(n, fresh.GetPositionsFromValueDouble(target, duration, freshFound, 8, 0.0));
+      for (unsigned int i = 0; i < std::min(n, 8u); ++i) EXPECT_EQ(Bits(found[i]), Bits(freshFound[i]));
+    }
+  }
+}
+
 // Pointers handed out before the cache was built reach what it read.
 TEST(EvalCache, ChildPointersTakenBeforehandStillCount) {
   const std::pair<const char*, std::function<void(CXMLObject&)>> writes[] = {
@@ -356,10 +424,17 @@ TEST(EvalCache, EvaluationAllocatesNothingOnceBuilt) {
   param.GetValueArrayDouble(kDuration, 0.0, 0.05, values.data(), 300);
   CParam other = Sample();
   other.GetValueDouble(1.0, kDuration, 0.0);
-  other.Get(0)->SetValueDouble(3.0);  // another parameter's write: this cache looks again
-  const std::size_t before = qdtest::AllocationCount();
+  other.Get(0)->SetValueDouble(3.0);  // another parameter's write, not this one's
+  std::size_t before = qdtest::AllocationCount();
   for (double t : {0.5, 3.3, 6.1, 9.9}) param.GetValueDouble(t, kDuration, 0.0);
   param.GetValueArrayDouble(kDuration, 0.0, 0.05, values.data(), 300);
+  EXPECT_EQ(qdtest::AllocationCount(), before);
+  // A keyframe's value edited is read in place, not by a new cache.
+  for (double v : {3.0, 4.0}) {
+    other.Get(1)->SetValueDouble(v);
+    before = qdtest::AllocationCount();
+    other.GetValueDouble(4.0, kDuration, 0.0);
+  }
   EXPECT_EQ(qdtest::AllocationCount(), before);
 }
 

@@ -76,10 +76,17 @@ struct CXMLObject::Node {
   // Pointers into `children` were handed out: copies must clone, not share,
   // or a write through such a pointer would show through the copy.
   bool leaked = false;
-  bool binary = false;       // the data is `bytes`; otherwise it is `text`
+  bool binary = false;  // the data is `bytes`; otherwise it is `text`
   // 0 while nobody watches this storage; once observed, a version that is
   // new whenever the content changes (see CXMLObject::Observe).
   std::atomic<std::uint64_t> version{0};
+  // Observed without a watch: changes advance XMLWriteEpoch().
+  std::atomic<bool> watchedPlainly{false};
+  // The watch it was observed through (kSeveralWatches: more than one),
+  // holding a reference, and the tag it was given there, with the reading
+  // that gave it in the high half.
+  std::atomic<CXMLWatch*> watch{nullptr};
+  std::atomic<std::uint64_t> watchTag{0};
   Node* nextDead = nullptr;  // chains nodes awaiting destruction
   CZPoolString name;
   XMLAttrList attrs;
@@ -92,7 +99,7 @@ struct CXMLObject::Node {
   constexpr Node() noexcept = default;
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
-  ~Node() { delete bytes.load(std::memory_order_relaxed); }
+  ~Node();
 
   // A node with room for `attrCount` attributes in the same allocation.
   static Node* Create(std::size_t attrCount = 0);
@@ -104,6 +111,12 @@ struct CXMLObject::Node {
   const XMLAttr* FindAttr(const CZPoolString& attrName) const noexcept;
 
   bool Watched() const noexcept { return version.load(std::memory_order_relaxed) != 0; }
+  // Starts watching: gives the storage its first version; the stamp.
+  CXMLObject::Stamp Stamp() noexcept;
+  // Joins `w` under `tag`, or marks the storage as watched by several.
+  void Join(CXMLWatch& w, std::uint32_t tag) noexcept;
+  // Tells whoever watches this storage that it changed.
+  void Notify() const noexcept;
   // Before this storage is changed in place.
   void NoteChange() noexcept;
   // Before a handle drops or replaces this storage (null is fine).

@@ -102,6 +102,10 @@ std::uint64_t NewVersion() noexcept {
 
 void AdvanceEpoch() noexcept { detail::xmlWriteEpoch.fetch_add(1, std::memory_order_acq_rel); }
 
+// Marks storage that several watches observed; never dereferenced.
+alignas(CXMLWatch) char g_severalWatches;
+CXMLWatch* SeveralWatches() noexcept { return reinterpret_cast<CXMLWatch*>(&g_severalWatches); }
+
 bool SameText(std::u16string_view a, std::u16string_view b) noexcept {
   return a.size() == b.size() &&
          (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(wchar)) == 0);
@@ -188,14 +192,73 @@ bool Node::HasData() const noexcept {
   return data && !data->data.empty();
 }
 
+Node::~Node() {
+  delete bytes.load(std::memory_order_relaxed);
+  CXMLWatch* w = watch.load(std::memory_order_relaxed);
+  if (w && w != SeveralWatches()) w->Release();
+}
+
 void Node::NoteChange() noexcept {
   if (!Watched()) return;
   version.store(NewVersion(), std::memory_order_release);
-  AdvanceEpoch();
+  Notify();
 }
 
 void Node::NoteDropped(const Node* node) noexcept {
-  if (node && node->Watched()) AdvanceEpoch();
+  if (node && node->Watched()) node->Notify();
+}
+
+void Node::Notify() const noexcept {
+  CXMLWatch* w = watch.load(std::memory_order_acquire);
+  if (watchedPlainly.load(std::memory_order_acquire) || w == SeveralWatches()) AdvanceEpoch();
+  if (w && w != SeveralWatches()) {
+    w->Note(static_cast<std::uint32_t>(watchTag.load(std::memory_order_relaxed)));
+  }
+}
+
+CXMLObject::Stamp Node::Stamp() noexcept {
+  std::uint64_t current = version.load(std::memory_order_acquire);
+  if (current == 0) {
+    // Readers of shared storage may observe it at the same time: the first
+    // version given stays, and the others take it.
+    const std::uint64_t fresh = NewVersion();
+    if (version.compare_exchange_strong(current, fresh, std::memory_order_acq_rel,
+                                        std::memory_order_acquire)) {
+      current = fresh;
+    }
+  }
+  return {reinterpret_cast<std::uintptr_t>(this), current};
+}
+
+void Node::Join(CXMLWatch& w, std::uint32_t tag) noexcept {
+  CXMLWatch* current = watch.load(std::memory_order_acquire);
+  if (!current) {
+    w.Retain();
+    if (watch.compare_exchange_strong(current, &w, std::memory_order_acq_rel))
+      current = &w;
+    else
+      w.Release();  // another watch came first: `current` holds it
+  }
+  if (current != &w) {
+    // Storage two watches read: neither can tell from its own counter when
+    // the other's handle drops it, so both fall back to the epoch.
+    w.m_shared.store(true, std::memory_order_release);
+    if (current == SeveralWatches()) return;
+    if (watch.compare_exchange_strong(current, SeveralWatches(), std::memory_order_acq_rel)) {
+      current->m_shared.store(true, std::memory_order_release);
+      current->NoteAll();
+      current->Release();
+    }
+    return;
+  }
+  // Within one reading, storage under two tags (a keyframe copied into the
+  // list twice) stands for everything.
+  const std::uint64_t reading = w.m_reading.load(std::memory_order_relaxed);
+  const std::uint64_t wanted = reading << 32 | tag;
+  const std::uint64_t had = watchTag.exchange(wanted, std::memory_order_relaxed);
+  if (had >> 32 == reading && had != wanted) {
+    watchTag.store(reading << 32 | CXMLWatch::kEverything, std::memory_order_relaxed);
+  }
 }
 
 void Node::Adopt(CXMLObject& element, Node* node) noexcept {
@@ -753,17 +816,14 @@ std::atomic<std::uint64_t> detail::xmlWriteEpoch{1};
 
 CXMLObject::Stamp CXMLObject::Observe() const noexcept {
   if (!m_node) return {};
-  std::uint64_t version = m_node->version.load(std::memory_order_acquire);
-  if (version == 0) {
-    // Readers of shared storage may observe it at the same time: the first
-    // version given stays, and the others take it.
-    const std::uint64_t fresh = NewVersion();
-    if (m_node->version.compare_exchange_strong(version, fresh, std::memory_order_acq_rel,
-                                                std::memory_order_acquire)) {
-      version = fresh;
-    }
-  }
-  return {reinterpret_cast<std::uintptr_t>(m_node), version};
+  m_node->watchedPlainly.store(true, std::memory_order_release);
+  return m_node->Stamp();
+}
+
+CXMLObject::Stamp CXMLObject::Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept {
+  if (!m_node) return {};
+  m_node->Join(watch, tag);
+  return m_node->Stamp();
 }
 
 bool CXMLObject::IsUnchanged(const Stamp& stamp) const noexcept {
@@ -793,6 +853,38 @@ bool CXMLObject::IsEqual(const CXMLObject& other) const {
     for (std::size_t i = 0; i < a.children.size(); ++i) {
       pending.push_back({a.children[i].m_node, b.children[i].m_node});
     }
+  }
+  return true;
+}
+
+// ---------------------------------------------------------------------------
+// Watches
+// ---------------------------------------------------------------------------
+
+CXMLWatch* CXMLWatch::Create() noexcept { return new (std::nothrow) CXMLWatch; }
+
+void CXMLWatch::Retain() noexcept { m_refs.fetch_add(1, std::memory_order_relaxed); }
+
+void CXMLWatch::Release() noexcept {
+  if (m_refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+// Writes to one watch's storage do not overlap (they are writes to one
+// parameter), yet the slots are atomic so that a stray one stays defined.
+void CXMLWatch::Note(std::uint32_t tag) noexcept {
+  const std::uint32_t at = m_noted.fetch_add(1, std::memory_order_relaxed);
+  if (at < kKept) m_tags[at].store(tag, std::memory_order_relaxed);
+  m_changes.fetch_add(1, std::memory_order_acq_rel);
+}
+
+bool CXMLWatch::TakeNoted(std::vector<std::uint32_t>& tags) {
+  const std::uint32_t noted = m_noted.exchange(0, std::memory_order_acq_rel);
+  tags.clear();
+  if (noted > kKept) return false;
+  for (std::uint32_t i = 0; i < noted; ++i) {
+    const std::uint32_t tag = m_tags[i].load(std::memory_order_relaxed);
+    if (tag == kEverything) return false;
+    tags.push_back(tag);
   }
   return true;
 }

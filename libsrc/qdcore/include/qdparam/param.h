@@ -302,6 +302,12 @@ class QDPARAM_API CParam : public CXMLObject {
   /// built by const evaluations, never seen by callers (qdevalcache.h).
   struct EvalCache;
   void DropEvalCache() noexcept;  ///< for writes that replace the whole parameter
+  /// What tells this parameter's cache which of its parts changed, and keeps
+  /// two refreshes of the cache from running at once (qdevalcache.h).
+  struct EvalWatch;
+  /// Every keyframe's place in the list may have changed: the cache reads all again.
+  void NoteKeysShifted() noexcept;
+  void DropEvalWatch() noexcept;  ///< with the parameter
   // The getters above with the minimum duration given, shared with the host
   // API, which fits absolute keyframes onto short clips its own way.
   friend struct ParamEvaluation;
@@ -312,6 +318,8 @@ class QDPARAM_API CParam : public CXMLObject {
   /// Owned; never shared by copies. A plain pointer inside, so that the
   /// parameter stays relocatable byte by byte; a released one holds none.
   mutable std::atomic<EvalCache*> m_EvalCache{nullptr};
+  /// Owned and never shared by copies, as the cache; made by the first evaluation.
+  mutable std::atomic<EvalWatch*> m_EvalWatch{nullptr};
 };
 
 }  // namespace qdcore

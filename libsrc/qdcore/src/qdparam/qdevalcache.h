@@ -3,15 +3,25 @@
 //
 // Callers never see it: every result, report and trace line is the one the
 // XML read at the time of the call would give. It is built by const
-// evaluations, stamped with XMLWriteEpoch(), and checked before each use:
-//   - the epoch unchanged and the keyframe count unchanged: current (the
-//     usual case, two loads);
-//   - else every element it read is looked at again (the same storage,
-//     unchanged): still current, it takes the new epoch; or rebuilt.
+// evaluations and checked before each use against the parameter's own
+// watch (EvalWatch), which every write to an element it read advances,
+// naming the keyframe written:
+//   - the watch unchanged and the keyframe count unchanged: current (the
+//     usual case, three loads); a write to another parameter is not seen;
+//   - else the keyframes named are read again in place, which costs the
+//     keyframes written, not the keyframes held; or, when the writes named
+//     too much (the list reordered, more writes than the watch keeps), the
+//     cache is rebuilt.
+// An element that another parameter's cache read too (a copy sharing it)
+// cannot say whose handle dropped it: such a cache falls back to the
+// process-wide XMLWriteEpoch(), looks at every element it read when that
+// moves, and is rebuilt rather than patched.
 // Several threads may evaluate one parameter at once. Writes never overlap
-// its reads, so a cache is replaced only after a write to this parameter,
-// when no reader can still hold the cache before it: each cache keeps its
-// predecessor alive and frees the one before that.
+// its reads, so whoever first finds the cache stale after a write has it to
+// itself: one refresh runs at a time (others read live meanwhile), it
+// patches in place, and readers see the patch only once it is whole. A
+// cache replaced by a rebuild lives on with its successor, for readers
+// still checking it, and frees the one before.
 #pragma once
 
 #include <array>
@@ -20,8 +30,8 @@
 #include <memory>
 #include <vector>
 
-#include "qdparam/param.h"
 #include "qdkeys.h"
+#include "qdparam/param.h"
 #include "qdtimeline.h"
 
 namespace qdcore {
@@ -41,6 +51,16 @@ struct StoredValue {
 };
 
 // Private to the library, though nested in an exported class.
+struct __attribute__((visibility("hidden"))) CParam::EvalWatch {
+  CXMLWatch* watch = nullptr;        // one reference
+  std::atomic_flag refreshing;       // a refresh of the cache runs
+  std::vector<std::uint32_t> noted;  // the refresh's scratch
+  ~EvalWatch() {
+    if (watch) watch->Release();
+  }
+};
+
+// Private to the library, though nested in an exported class.
 struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   EvalCache() = default;
   EvalCache(const EvalCache&) = delete;
@@ -52,8 +72,10 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   // read live then.
   static const EvalCache* For(const CParam& param) {
     const EvalCache* current = param.m_EvalCache.load(std::memory_order_acquire);
-    if (current && current->m_epoch.load(std::memory_order_acquire) == XMLWriteEpoch() &&
-        current->m_keyCount == KeyCount(param)) {
+    if (current && current->m_seen.load(std::memory_order_acquire) == current->m_watch->Changes() &&
+        current->m_keyCount == KeyCount(param) &&
+        (!current->m_shared ||
+         current->m_epoch.load(std::memory_order_acquire) == XMLWriteEpoch())) {
       return current;
     }
     return Refresh(param);
@@ -148,11 +170,21 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
 
  private:
   struct Bracket;
-  bool Build(const CParam& param);
+  bool Build(const CParam& param, EvalWatch& watch);
   bool Observe(const CParam& param);
   void ReadParameter(const CParam& param);
   void ReadKeyFrame(const CKeyFrame& kf);
   static const EvalCache* Refresh(const CParam& param);
+  static EvalWatch* WatchOf(const CParam& param);
+  static const EvalCache* RefreshAlone(const CParam& param, EvalWatch& watch);
+  // Reads again, in place, what the watch names; false when it names what
+  // only a rebuild can take in.
+  bool Patch(const CParam& param, std::vector<std::uint32_t>& noted);
+  bool PatchElement(const CParam& param);
+  bool PatchKeyFrame(const CParam& param, unsigned int index);
+  bool ObserveKeyFrame(const CKeyFrame& kf, unsigned int index);
+  void LinkLogarithm(unsigned int index);
+  void RelineKeyFrame(Timeline& line, unsigned int index) const;
   // The parameter's keyframes, read as the list keeps them.
   static const CKeyFrame* Keys(const CParam& param) {
     return static_cast<const CKeyFrame*>(static_cast<const void*>(param.m_KeyFrameList));
@@ -160,7 +192,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   static unsigned int KeyCount(const CParam& param) {
     return static_cast<unsigned int>(param.m_KeyFrameList.GetSize() / sizeof(CKeyFrame));
   }
-  bool IsCurrent(const CParam& param, std::uint64_t epoch) const;
+  bool IsCurrent(const CParam& param, EvalWatch& watch) const;
   bool StillHolds(const CParam& param) const;
   const Timeline* TimelineFor(mtime duration, mtime minDuration) const;
   std::unique_ptr<Timeline> Resolve(mtime duration, mtime minDuration) const;
@@ -168,6 +200,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   [[gnu::noinline]] Bracket WalkUnkept(mtime time, mtime duration, mtime minDuration) const;
   CachedKey KeyAt(const CParam& param, unsigned int index, const Timeline* line) const;
   void PrepareBezierSegments(Timeline& line, mtime duration) const;
+  void PrepareBezierSegment(Timeline& line, std::size_t i, mtime duration) const;
   double Restrict(double value) const {
     return plainClamp ? ClampToOrderedLimits(doubleLimits, value)
                       : EnforceDoubleLimits(doubleLimits, value);
@@ -177,12 +210,20 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   std::vector<KeyRecord> m_keys;
   std::vector<Anchor> m_anchors;  // the Spline keyframes' anchors, back to back
   bool m_liveWalk = false;        // a keyframe's time did not read: walk the list live
+  bool m_patchable = true;        // false after a patch cut short: rebuild
+  // The tag of the parameter's own element; keyframe i's elements have tag i.
+  static constexpr std::uint32_t kElementTag = CXMLWatch::kEverything - 1;
 
   // ---- what it was read from
+  CXMLWatch* m_watch = nullptr;                  // the parameter's (it outlives the cache)
+  mutable std::atomic<std::uint64_t> m_seen{0};  // its count of changes read in
+  bool m_shared = false;  // an element another cache reads too: the epoch counts
   mutable std::atomic<std::uint64_t> m_epoch{0};
   unsigned int m_keyCount = 0;
-  // The element, then each keyframe followed by each of its children.
+  // The element, then each keyframe followed by each of its children;
+  // keyframe i's stamps start at m_stampsAt[i].
   std::vector<CXMLObject::Stamp> m_stamps;
+  std::vector<std::size_t> m_stampsAt;
   std::vector<unsigned int> m_childCounts;
 
   // Clip lengths asked about, each resolved once. Slots fill and stay until

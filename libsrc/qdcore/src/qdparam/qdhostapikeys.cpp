@@ -37,16 +37,43 @@ Interpolation FromCode(unsigned int code) {
 
 // Each keyframe's time on the set's clip, in stored order, as evaluation
 // places it (a keyframe without a time sits at the clip's start).
+double KeyTime(const CParam& p, const CParamSet& set, mtime fit, unsigned int index) {
+  const mtime onClip =
+      KeyTimeOnClip(ReadKeyPosition(*p.Get(index)), set.GetDuration(), fit, mtime::null);
+  return static_cast<double>(onClip) + static_cast<double>(set.GetStartTime());
+}
+
 std::vector<double> KeyTimes(const CParam& p, const CParamSet& set) {
-  const mtime duration = set.GetDuration();
   const mtime fit = ClipFit(p);
   std::vector<double> times;
   times.reserve(p.GetSize());
-  for (unsigned int i = 0; i < p.GetSize(); ++i) {
-    const mtime onClip = KeyTimeOnClip(ReadKeyPosition(*p.Get(i)), duration, fit, mtime::null);
-    times.push_back(static_cast<double>(onClip) + static_cast<double>(set.GetStartTime()));
-  }
+  for (unsigned int i = 0; i < p.GetSize(); ++i) times.push_back(KeyTime(p, set, fit, i));
   return times;
+}
+
+// True when keyframe `index` moved to `time` keeps its place in time order:
+// at or after the keyframe before it, and before the one after it.
+bool StaysBetweenNeighbours(const CParam& p, const CParamSet& set, unsigned int index,
+                            double time) {
+  const mtime fit = ClipFit(p);
+  if (index > 0 && !(KeyTime(p, set, fit, index - 1) <= time)) return false;
+  return index + 1 >= p.GetSize() || KeyTime(p, set, fit, index + 1) > time;
+}
+
+bool IsAbsolute(const CKeyFrame& kf) {
+  const unsigned int kind = kf.GetType();
+  return kind == KEYFRAME_ABSOLUTE || kind == KEYFRAME_FIXED_ABSOLUTE;
+}
+
+// A moved keyframe keeps its kind of position: a share of the clip stays a
+// share, seconds stay seconds (unscaled).
+void SetKeyTime(CKeyFrame& kf, const CParamSet& set, double onClip) {
+  const unsigned int kind = kf.GetType();
+  if (IsAbsolute(kf)) {
+    kf.SetTime(onClip, kind == KEYFRAME_FIXED_ABSOLUTE);
+  } else {
+    kf.SetPosition(onClip / set.GetDuration());
+  }
 }
 
 // Where a keyframe at `time` goes to keep time order: after every keyframe
@@ -170,24 +197,26 @@ Result<unsigned int> Param::add_key(double time, std::optional<double> value,
   return static_cast<unsigned int>(placed);
 }
 
-// A moved keyframe keeps its kind of position: a share of the clip stays a
-// share, seconds stay seconds (unscaled).
+// A keyframe dragged between its neighbours is written where it is, which
+// the evaluation cache reads in place; one that passes a neighbour moves in
+// the list.
 Result<unsigned int> Param::move_key(unsigned int index, double time) {
   CParam* p = Resolve();
   if (!p) return kStale;
-  const CKeyFrame* found = p->Get(index);
+  CKeyFrame* found = p->Get(index);
   if (!found) return NoKey(index);
   const CParamSet& set = m_state->set;
   const double onClip = time - set.GetStartTime();
   if (!std::isfinite(onClip)) return Failure("the time is not a number");
+  const bool absolute = IsAbsolute(*found);
+  if (StaysBetweenNeighbours(*p, set, index, time)) {
+    SetKeyTime(*found, set, onClip);
+    if (absolute) ParamEvaluation::ForgetMinDuration(*p);
+    return index;
+  }
   CKeyFrame moved(*found);
   moved.Realloc();
-  const unsigned int kind = moved.GetType();
-  if (kind == KEYFRAME_ABSOLUTE || kind == KEYFRAME_FIXED_ABSOLUTE) {
-    moved.SetTime(onClip, kind == KEYFRAME_FIXED_ABSOLUTE);
-  } else {
-    moved.SetPosition(onClip / set.GetDuration());
-  }
+  SetKeyTime(moved, set, onClip);
   p->Remove(index);
   const unsigned int to = IndexInTimeOrder(KeyTimes(*p, set), time);
   const int placed = p->Insert(moved, to, set.GetDuration(), false);

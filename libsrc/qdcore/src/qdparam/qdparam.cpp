@@ -99,6 +99,7 @@ CParam::~CParam() { Free(); }
 
 void CParam::Free() noexcept {
   DropEvalCache();
+  DropEvalWatch();
   CXMLObject::Free();
   m_KeyFrameList.Free();
   m_MinDuration.Free();

@@ -137,6 +137,7 @@ int CParam::Insert(const CKeyFrame& kf, unsigned int index, const mtime& duratio
   }
   // An absolute or fixed time may lengthen the span the keyframes need.
   if (kf.GetType() != KEYFRAME_RELATIVE) *m_MinDuration = mtime::unassigned;
+  NoteKeysShifted();
   if (!m_KeyFrameList.Insert(kf, index)) return -1;
   if (!setValue) return static_cast<int>(index);
   WriteValue(m_KeyFrameList.GetArray(count)[index], type, value);
@@ -153,11 +154,14 @@ int CParam::Insert(const CKeyFrame& kf, CKeyFrame* before, const mtime& duration
 // Finding and removing
 // ---------------------------------------------------------------------------
 
-bool CParam::Remove(unsigned int index) { return m_KeyFrameList.Delete(index); }
+bool CParam::Remove(unsigned int index) {
+  NoteKeysShifted();
+  return m_KeyFrameList.Delete(index);
+}
 
 bool CParam::Remove(CKeyFrame* kf) {
   const int index = GetIndex(kf);
-  return index >= 0 && m_KeyFrameList.Delete(static_cast<unsigned int>(index));
+  return index >= 0 && Remove(static_cast<unsigned int>(index));
 }
 
 CKeyFrame* CParam::Get(unsigned int index) {

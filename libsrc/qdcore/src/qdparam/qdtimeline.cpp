@@ -16,6 +16,8 @@ namespace {
 
 std::uint64_t Bits(mtime t) { return std::bit_cast<std::uint64_t>(static_cast<double>(t)); }
 
+bool OutOfOrder(mtime before, mtime after) { return !(after >= before); }
+
 // A Bezier keyframe whose handles the record holds: its segment's time
 // curve is worked out once per clip length.
 bool IsPreparedBezier(const KeyRecord& record) {
@@ -75,21 +77,47 @@ std::unique_ptr<Timeline> CParam::EvalCache::Resolve(mtime duration, mtime minDu
     line->times.push_back(KeyTimeOnClip(m_positions[i], duration, minDuration, carried));
   }
   // NaN is never in order, so an ordered line has none.
-  const auto outOfOrder = [](mtime before, mtime after) { return !(after >= before); };
-  line->ordered =
-      std::adjacent_find(line->times.begin(), line->times.end(), outOfOrder) == line->times.end();
+  for (std::size_t i = 1; i < line->times.size(); ++i) {
+    line->descents += OutOfOrder(line->times[i - 1], line->times[i]) ? 1 : 0;
+  }
+  line->ordered = line->descents == 0;
   PrepareBezierSegments(*line, duration);
   return line;
 }
 
-void CParam::EvalCache::PrepareBezierSegments(Timeline& line, mtime duration) const {
+// Keyframe `index` was read again: its time, whether the line is still in
+// order, and the Bezier segments it ends and starts. The value bounds go;
+// the next search over values makes them again.
+void CParam::EvalCache::RelineKeyFrame(Timeline& line, unsigned int index) const {
   const std::size_t count = line.times.size();
-  for (std::size_t i = 0; i + 1 < count; ++i) {
-    if (!IsPreparedBezier(m_keys[i])) continue;
-    if (line.bezier.empty()) line.bezier.resize(count - 1);
-    const Segment s{mtime(), duration, line.times[i], line.times[i + 1], 0.0, 0.0};
-    line.bezier[i] = BezierTimeCurve(s, HandlesOf(m_keys[i], m_anchors.data()));
+  const auto descentsAround = [&] {
+    unsigned int n = 0;
+    if (index > 0) n += OutOfOrder(line.times[index - 1], line.times[index]) ? 1 : 0;
+    if (index + 1 < count) n += OutOfOrder(line.times[index], line.times[index + 1]) ? 1 : 0;
+    return n;
+  };
+  const mtime duration = std::bit_cast<double>(line.duration);
+  const mtime minDuration = std::bit_cast<double>(line.minDuration);
+  line.descents -= descentsAround();
+  const mtime carried = index == 0 ? mtime() : mtime(kNoNextTime);
+  line.times[index] = KeyTimeOnClip(m_positions[index], duration, minDuration, carried);
+  line.descents += descentsAround();
+  line.ordered = line.descents == 0;
+  for (unsigned int i = index > 0 ? index - 1 : 0; i <= index && i + 1 < count; ++i) {
+    PrepareBezierSegment(line, i, duration);
   }
+  delete line.valueIndex.exchange(nullptr, std::memory_order_acq_rel);
+}
+
+void CParam::EvalCache::PrepareBezierSegments(Timeline& line, mtime duration) const {
+  for (std::size_t i = 0; i + 1 < line.times.size(); ++i) PrepareBezierSegment(line, i, duration);
+}
+
+void CParam::EvalCache::PrepareBezierSegment(Timeline& line, std::size_t i, mtime duration) const {
+  if (!IsPreparedBezier(m_keys[i])) return;
+  if (line.bezier.empty()) line.bezier.resize(line.times.size() - 1);
+  const Segment s{mtime(), duration, line.times[i], line.times[i + 1], 0.0, 0.0};
+  line.bezier[i] = BezierTimeCurve(s, HandlesOf(m_keys[i], m_anchors.data()));
 }
 
 // The first slot is looked at first: most parameters are only ever asked

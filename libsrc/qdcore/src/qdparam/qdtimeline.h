@@ -18,6 +18,7 @@ class ValueIndex;
 struct Timeline {
   std::uint64_t duration = 0, minDuration = 0;  // bit patterns: NaN matches itself
   bool ordered = false;  // never decreasing in list order: a binary search is the walk
+  unsigned int descents = 0;  // neighbours out of that order (NaN included)
   std::vector<mtime> times;
   // By keyframe: the time curve of the Bezier segment it starts (to the
   // next keyframe in the list, as the walk pairs them). Empty without one.

@@ -14,6 +14,7 @@
 namespace qdcore {
 
 class CXMLOut;
+class CXMLWatch;
 
 /// One entry of a flag map: a bit value and its name.
 struct tagXMLFLAGMAP {
@@ -202,13 +203,16 @@ class QDHOST_API CXMLObject {
   //
   // The parameter library keeps what its evaluation parsed of a parameter
   // and its keyframes (numbers, times, anchors) and must know, in a load or
-  // two per call, that none of it changed. A replacement host layer needs
-  // to provide exactly this and no more: Observe and IsUnchanged below, and
-  // a process-wide counter (XMLWriteEpoch) that advances on every write to
-  // observed storage. A host that cannot track writes may return a fresh
-  // stamp from Observe and false from IsUnchanged, and advance the counter
-  // on every write: evaluation then re-reads each parameter when asked,
-  // which costs speed but never a wrong value.
+  // two per call, that none of it changed, and which part did when some
+  // did. A replacement host layer needs to provide exactly this and no
+  // more: Observe and IsUnchanged below, a process-wide counter
+  // (XMLWriteEpoch) that advances on every write to storage observed
+  // without a watch, and CXMLWatch, whose own counter advances, with the
+  // tag given, on every write to storage observed through it. A host that
+  // cannot track writes may return a fresh stamp from Observe, false from
+  // IsUnchanged, and note every tag as unknown (CXMLWatch::NoteAll) on
+  // every write: evaluation then re-reads each parameter when asked, which
+  // costs speed but never a wrong value.
   /// What a handle held when observed: its storage and that storage's version.
   struct Stamp {
     std::uintptr_t storage = 0;  ///< an address, kept only to compare
@@ -219,6 +223,11 @@ class QDHOST_API CXMLObject {
   /// returns its stamp. Any later write to watched storage, and any handle
   /// that drops or replaces watched storage, advances XMLWriteEpoch().
   Stamp Observe() const noexcept;
+  /// As Observe, but later writes to this storage, and handles dropping or
+  /// replacing it, advance `watch` with `tag` instead of the process-wide
+  /// counter. Storage that a second watch observes advances the process-wide
+  /// counter from then on, and the first watch learns it (CXMLWatch::Shared).
+  Stamp Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept;
   /// True when this handle still holds the storage `stamp` was taken from,
   /// unchanged since. Never true for a null handle.
   bool IsUnchanged(const Stamp& stamp) const noexcept;
@@ -238,6 +247,52 @@ extern QDHOST_API std::atomic<std::uint64_t> xmlWriteEpoch;  ///< read through X
 inline std::uint64_t XMLWriteEpoch() noexcept {
   return detail::xmlWriteEpoch.load(std::memory_order_acquire);
 }
+
+/// A group of watched storage with a change counter of its own: one
+/// parameter's elements, so that a write to one parameter says nothing to
+/// the others, and says which of its parts changed. Reference counted: the
+/// storage observed through it holds it too.
+class QDHOST_API CXMLWatch {
+ public:
+  /// A tag that stands for every part: the whole is to be read again.
+  static constexpr std::uint32_t kEverything = ~0u;
+
+  /// A new watch with one reference; null without memory.
+  static CXMLWatch* Create() noexcept;
+  /// Takes one more reference.
+  void Retain() noexcept;
+  /// Drops one reference; the last one frees the watch.
+  void Release() noexcept;
+
+  /// Advances whenever storage observed through this watch changes.
+  std::uint64_t Changes() const noexcept { return m_changes.load(std::memory_order_acquire); }
+  /// True once storage observed through this watch was observed through
+  /// another too: its changes advance XMLWriteEpoch() as well.
+  bool Shared() const noexcept { return m_shared.load(std::memory_order_acquire); }
+  /// Records that `tag` changed and advances the counter.
+  void Note(std::uint32_t tag) noexcept;
+  /// Records that everything may have changed and advances the counter.
+  void NoteAll() noexcept { Note(kEverything); }
+  /// Moves the tags noted since the last call into `tags` (in the order
+  /// noted, repeats included); false when they were too many to keep, or
+  /// one was kEverything: then everything is to be read again.
+  bool TakeNoted(std::vector<std::uint32_t>& tags);
+  /// Starts a new reading of the whole: storage observed from now on under
+  /// a tag it already had in this reading, under another, stands for
+  /// kEverything.
+  void StartReading() noexcept { m_reading.fetch_add(1, std::memory_order_relaxed); }
+
+ private:
+  friend class CXMLObject;
+  CXMLWatch() = default;
+  static constexpr std::size_t kKept = 64;
+  std::atomic<std::uint32_t> m_refs{1};
+  std::atomic<std::uint64_t> m_changes{0};
+  std::atomic<bool> m_shared{false};
+  std::atomic<std::uint32_t> m_reading{1};
+  std::atomic<std::uint32_t> m_noted{0};
+  std::atomic<std::uint32_t> m_tags[kKept] = {};
+};
 
 // ---------------------------------------------------------------------------
 // Writers

@@ -230,6 +230,51 @@ TEST(XmlStorage, ConcurrentReadsOfSharedBinaryData) {
 
 // ---- Children
 
+// A watch hears of writes to what was observed through it, by tag, and of
+// nothing else; storage that two watches read falls back to the epoch.
+TEST(XmlWatch, NotesTheTagsOfItsOwnStorageOnly) {
+  struct WatchRef {
+    CXMLWatch* w = CXMLWatch::Create();
+    ~WatchRef() { w->Release(); }
+  } mine, theirs;
+  std::vector<std::uint32_t> tags;
+  CXMLObject a = Element(u"A"), b = Element(u"B");
+  a.Observe(*mine.w, 3);
+  b.Observe();
+  std::uint64_t epoch = XMLWriteEpoch(), changes = mine.w->Changes();
+  a.SetAttribute(P(u"x"), u"1");
+  EXPECT_EQ(XMLWriteEpoch(), epoch) << "a watched write is the watch's alone";
+  EXPECT_GT(mine.w->Changes(), changes);
+  ASSERT_TRUE(mine.w->TakeNoted(tags));
+  EXPECT_EQ(tags, std::vector<std::uint32_t>{3});
+  changes = mine.w->Changes();
+  b.SetAttribute(P(u"x"), u"1");
+  EXPECT_GT(XMLWriteEpoch(), epoch);
+  EXPECT_EQ(mine.w->Changes(), changes);
+
+  for (int i = 0; i < 100; ++i) a.SetAttribute(P(u"x"), u"2");  // more than are kept
+  EXPECT_FALSE(mine.w->TakeNoted(tags));
+  ASSERT_TRUE(mine.w->TakeNoted(tags));
+  EXPECT_TRUE(tags.empty());
+
+  mine.w->StartReading();
+  CXMLObject twice = a;  // one storage under two tags in one reading
+  a.Observe(*mine.w, 1);
+  twice.Observe(*mine.w, 2);
+  a.Free();  // drops it: the note cannot say which
+  EXPECT_FALSE(mine.w->TakeNoted(tags));
+
+  CXMLObject shared = Element(u"C"), copy = shared;
+  shared.Observe(*mine.w, 5);
+  copy.Observe(*theirs.w, 7);
+  EXPECT_TRUE(mine.w->Shared());
+  EXPECT_TRUE(theirs.w->Shared());
+  EXPECT_FALSE(mine.w->TakeNoted(tags)) << "the first watch reads everything again";
+  epoch = XMLWriteEpoch();
+  copy.SetAttribute(P(u"x"), u"1");  // the copy leaves the shared storage
+  EXPECT_GT(XMLWriteEpoch(), epoch);
+}
+
 TEST(XmlChildren, Navigation) {
   CXMLObject root(P(u"Property"));
   for (const wchar* name : {u"Parameter", u"Validation", u"Parameter", u"Parameter"}) {

@@ -305,9 +305,11 @@ class QDPARAM_API CParam : public CXMLObject {
   /// What tells this parameter's cache which of its parts changed, and keeps
   /// two refreshes of the cache from running at once (qdevalcache.h).
   struct EvalWatch;
-  /// Every keyframe's place in the list may have changed: the cache reads all again.
-  void NoteKeysShifted() noexcept;
-  void DropEvalWatch() noexcept;  ///< with the parameter
+  /// A keyframe is about to go in at `index`, or `index` to go out: the
+  /// ones after it move, which no element write shows.
+  void NoteKeyInserted(unsigned int index) noexcept;
+  void NoteKeyRemoved(unsigned int index) noexcept;  ///< as NoteKeyInserted
+  void DropEvalWatch() noexcept;                     ///< with the parameter
   // The getters above with the minimum duration given, shared with the host
   // API, which fits absolute keyframes onto short clips its own way.
   friend struct ParamEvaluation;

@@ -4,6 +4,7 @@
 //   1. Reading      the parameter and its keyframes, as their getters read them
 //   2. Checking     whether a cache still describes its parameter
 //   3. Publishing   one cache per parameter, shared by concurrent readers
+// Reading again in place what a write named is qdevalcachepatch.cpp.
 #include "qdevalcache.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <numeric>
 #include <utility>
 
 #include "paramhelper.h"
@@ -50,8 +52,8 @@ bool AnchorsReport(const CKeyFrame& kf) {
   return false;
 }
 
-// What the blend reads of a keyframe; its anchors go to `anchors` (as many
-// as the record's anchorCount), to be placed in the cache's pool.
+}  // namespace
+
 KeyRecord ReadKeyRecord(const CKeyFrame& kf, Anchor (&anchors)[kMaxSplineAnchors]) {
   KeyRecord record;
   record.valueType = kf.m_Type;
@@ -68,12 +70,11 @@ KeyRecord ReadKeyRecord(const CKeyFrame& kf, Anchor (&anchors)[kMaxSplineAnchors
     anchors[1] = {h.inTime, h.inValue};
     record.anchorCount = 2;
   }
-  if (record.interpolation == INTERPOLATION_SPLINE)
+  if (record.interpolation == INTERPOLATION_SPLINE) {
     record.anchorCount = ReadSplineAnchors(kf, anchors);
+  }
   return record;
 }
-
-}  // namespace
 
 CParam::EvalCache::~EvalCache() {
   for (std::atomic<Timeline*>& slot : m_timelines) delete slot.load(std::memory_order_relaxed);
@@ -118,36 +119,38 @@ bool CParam::EvalCache::Observe(const CParam& param) {
   unsigned int count = 0;
   const CKeyFrame* keys = param.m_KeyFrameList.GetArray(count);
   m_keyCount = count;
+  m_tagOf.resize(count);
+  std::iota(m_tagOf.begin(), m_tagOf.end(), 0u);
+  m_indexOf = m_tagOf;
   m_childCounts.reserve(count);
-  m_stampsAt.reserve(count);
   m_stamps.reserve(1 + std::size_t{count});
   m_stamps.push_back(element.Observe(*m_watch, kElementTag));
   for (unsigned int i = 0; i < count; ++i) {
-    const CXMLObject& kf = keys[i];
-    if (!kf) return false;
     unsigned int children = 0;
-    kf.GetElements(children);
-    m_stampsAt.push_back(m_stamps.size());
+    static_cast<const CXMLObject&>(keys[i]).GetElements(children);
+    const std::size_t at = m_stamps.size();
     m_childCounts.push_back(children);
-    m_stamps.resize(m_stamps.size() + 1 + children);
-    if (!ObserveKeyFrame(keys[i], i)) return false;
+    m_stamps.resize(at + 1 + children);
+    if (!ObserveKeyFrame(keys[i], i, m_stamps.data() + at)) return false;
   }
   return true;
 }
 
-// Keyframe `index` and its children into their stamps; false for a handle
-// without storage, or a child count that no longer fits them.
-bool CParam::EvalCache::ObserveKeyFrame(const CKeyFrame& keyFrame, unsigned int index) {
+// Keyframe `index` and its children, under the keyframe's tag, into
+// `stamps` when given; false for a handle without storage.
+bool CParam::EvalCache::ObserveKeyFrame(const CKeyFrame& keyFrame, unsigned int index,
+                                        CXMLObject::Stamp* stamps) {
   const CXMLObject& kf = keyFrame;
   if (!kf) return false;
+  const std::uint32_t tag = m_tagOf[index];
   unsigned int children = 0;
   const CXMLObject* child = kf.GetElements(children);
-  if (children != m_childCounts[index]) return false;
-  std::size_t at = m_stampsAt[index];
-  m_stamps[at++] = kf.Observe(*m_watch, index);
+  const CXMLObject::Stamp stamp = kf.Observe(*m_watch, tag);
+  if (stamps) *stamps++ = stamp;
   for (unsigned int j = 0; j < children; ++j) {
     if (!child[j]) return false;
-    m_stamps[at++] = child[j].Observe(*m_watch, index);
+    const CXMLObject::Stamp childStamp = child[j].Observe(*m_watch, tag);
+    if (stamps) *stamps++ = childStamp;
   }
   return true;
 }
@@ -189,6 +192,7 @@ void CParam::EvalCache::ReadKeyFrame(const CKeyFrame& kf) {
   KeyRecord record = ReadKeyRecord(kf, anchors);
   record.firstAnchor = static_cast<unsigned int>(m_anchors.size());
   m_anchors.insert(m_anchors.end(), anchors, anchors + record.anchorCount);
+  m_liveAnchors += record.anchorCount;
   m_keys.push_back(record);
 }
 
@@ -213,6 +217,7 @@ bool CParam::EvalCache::IsCurrent(const CParam& param, EvalWatch& watch) const {
 }
 
 bool CParam::EvalCache::StillHolds(const CParam& param) const {
+  if (!m_stampsKept) return false;
   if (param.GetType() != type) return false;
   const CXMLObject& element = param;
   if (!element.IsUnchanged(m_stamps[0])) return false;
@@ -233,75 +238,7 @@ bool CParam::EvalCache::StillHolds(const CParam& param) const {
 }
 
 // ===========================================================================
-// 3. Patching
-// ===========================================================================
-
-// The element sorts after every keyframe's tag; a cache marks itself
-// unpatchable while a patch is under way, so one cut short is rebuilt.
-bool CParam::EvalCache::Patch(const CParam& param, std::vector<std::uint32_t>& noted) {
-  if (!m_patchable || m_shared || m_liveWalk || KeyCount(param) != m_keyCount) return false;
-  m_patchable = false;
-  const std::uint64_t changes = m_watch->Changes();
-  if (!m_watch->TakeNoted(noted)) return false;
-  std::sort(noted.begin(), noted.end());
-  noted.erase(std::unique(noted.begin(), noted.end()), noted.end());
-  if (!noted.empty() && noted.back() == kElementTag) {
-    noted.pop_back();
-    if (!PatchElement(param)) return false;
-  }
-  for (const std::uint32_t index : noted) {
-    if (!PatchKeyFrame(param, index)) return false;
-  }
-  // Lengths asked about as keys move (an absolute key's minimum duration)
-  // would fill the slots for good: once full, they start again.
-  const auto taken = [](const std::atomic<Timeline*>& slot) {
-    return slot.load(std::memory_order_relaxed) != nullptr;
-  };
-  if (std::all_of(m_timelines.begin(), m_timelines.end(), taken)) {
-    for (std::atomic<Timeline*>& slot : m_timelines) {
-      delete slot.exchange(nullptr, std::memory_order_relaxed);
-    }
-  }
-  m_patchable = true;
-  m_seen.store(changes, std::memory_order_release);
-  return true;
-}
-
-bool CParam::EvalCache::PatchElement(const CParam& param) {
-  const CXMLObject& element = param;
-  if (!element || param.GetType() != type) return false;
-  m_stamps[0] = element.Observe(*m_watch, kElementTag);
-  ReadParameter(param);
-  return true;
-}
-
-// False where only a rebuild can take the keyframe in: a time that no
-// longer reads (the walk goes live), other children, other anchors.
-bool CParam::EvalCache::PatchKeyFrame(const CParam& param, unsigned int index) {
-  if (index >= m_keyCount) return false;
-  const CKeyFrame& kf = Keys(param)[index];
-  if (!ObserveKeyFrame(kf, index)) return false;
-  const KeyPosition position = ReadKeyPosition(kf);
-  if (!position.read) return false;
-  Anchor anchors[kMaxSplineAnchors];
-  KeyRecord record = ReadKeyRecord(kf, anchors);
-  KeyRecord& kept = m_keys[index];
-  if (record.anchorCount != kept.anchorCount) return false;
-  record.firstAnchor = kept.firstAnchor;
-  std::copy(anchors, anchors + record.anchorCount, m_anchors.begin() + record.firstAnchor);
-  kept = record;
-  m_positions[index] = position;
-  for (unsigned int i = index > 0 ? index - 1 : 0; i <= index + 1 && i < m_keyCount; ++i) {
-    LinkLogarithm(i);
-  }
-  for (std::atomic<Timeline*>& slot : m_timelines) {
-    if (Timeline* line = slot.load(std::memory_order_relaxed)) RelineKeyFrame(*line, index);
-  }
-  return true;
-}
-
-// ===========================================================================
-// 4. Publishing
+// 3. Publishing
 // ===========================================================================
 
 namespace {
@@ -348,7 +285,7 @@ const CParam::EvalCache* CParam::EvalCache::RefreshAlone(const CParam& param, Ev
   EvalCache* current = param.m_EvalCache.load(std::memory_order_acquire);
   try {
     if (current && current->IsCurrent(param, watch)) return current;
-    if (current && current->Patch(param, watch.noted)) return current;
+    if (current && current->Patch(param, watch)) return current;
     if (current) current->m_patchable = false;
     auto fresh = std::make_unique<EvalCache>();
     if (!fresh->Build(param, watch)) return nullptr;
@@ -380,8 +317,16 @@ void CParam::DropEvalWatch() noexcept {
 
 // Insertions and removals move the keyframes after them to other places
 // in the list, which no element write shows.
-void CParam::NoteKeysShifted() noexcept {
-  if (EvalWatch* watch = m_EvalWatch.load(std::memory_order_relaxed)) watch->watch->NoteAll();
+void CParam::NoteKeyInserted(unsigned int index) noexcept {
+  if (EvalWatch* watch = m_EvalWatch.load(std::memory_order_relaxed)) {
+    watch->watch->Note(EvalCache::ShiftNote(index, false));
+  }
+}
+
+void CParam::NoteKeyRemoved(unsigned int index) noexcept {
+  if (EvalWatch* watch = m_EvalWatch.load(std::memory_order_relaxed)) {
+    watch->watch->Note(EvalCache::ShiftNote(index, true));
+  }
 }
 
 }  // namespace qdcore

@@ -50,11 +50,15 @@ struct StoredValue {
   bool flag = false;
 };
 
+// What the blend reads of a keyframe; its anchors go to `anchors` (as many
+// as the record's anchorCount), to be placed in a cache's pool.
+KeyRecord ReadKeyRecord(const CKeyFrame& kf, Anchor (&anchors)[kMaxSplineAnchors]);
+
 // Private to the library, though nested in an exported class.
 struct __attribute__((visibility("hidden"))) CParam::EvalWatch {
-  CXMLWatch* watch = nullptr;        // one reference
-  std::atomic_flag refreshing;       // a refresh of the cache runs
-  std::vector<std::uint32_t> noted;  // the refresh's scratch
+  CXMLWatch* watch = nullptr;               // one reference
+  std::atomic_flag refreshing;              // a refresh of the cache runs
+  std::vector<std::uint32_t> noted, dirty;  // the refresh's scratch
   ~EvalWatch() {
     if (watch) watch->Release();
   }
@@ -179,10 +183,13 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   static const EvalCache* RefreshAlone(const CParam& param, EvalWatch& watch);
   // Reads again, in place, what the watch names; false when it names what
   // only a rebuild can take in.
-  bool Patch(const CParam& param, std::vector<std::uint32_t>& noted);
+  bool Patch(const CParam& param, EvalWatch& watch);
   bool PatchElement(const CParam& param);
   bool PatchKeyFrame(const CParam& param, unsigned int index);
-  bool ObserveKeyFrame(const CKeyFrame& kf, unsigned int index);
+  bool Shift(std::uint32_t note, std::vector<std::uint32_t>& dirty);
+  void InsertKey(unsigned int index);
+  void RemoveKey(unsigned int index);
+  bool ObserveKeyFrame(const CKeyFrame& kf, unsigned int index, CXMLObject::Stamp* stamps);
   void LinkLogarithm(unsigned int index);
   void RelineKeyFrame(Timeline& line, unsigned int index) const;
   // The parameter's keyframes, read as the list keeps them.
@@ -211,8 +218,23 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   std::vector<Anchor> m_anchors;  // the Spline keyframes' anchors, back to back
   bool m_liveWalk = false;        // a keyframe's time did not read: walk the list live
   bool m_patchable = true;        // false after a patch cut short: rebuild
-  // The tag of the parameter's own element; keyframe i's elements have tag i.
+  std::size_t m_liveAnchors = 0;  // of m_anchors, those a record still points at
+
+  // ---- what the watch notes: a keyframe's tag (its elements were observed
+  // under it), the parameter's element, or a keyframe going in or out at an
+  // index. Tags stay with their keyframe as others move in the list.
+ public:
   static constexpr std::uint32_t kElementTag = CXMLWatch::kEverything - 1;
+  static constexpr std::uint32_t kShiftNote = 1u << 31, kRemovalNote = 1u << 30;
+  static constexpr std::uint32_t ShiftNote(unsigned int index, bool removal) {
+    return index >= kRemovalNote - 2 ? CXMLWatch::kEverything
+                                     : kShiftNote | (removal ? kRemovalNote : 0u) | index;
+  }
+
+ private:
+  static constexpr std::uint32_t kGone = ~0u;
+  std::vector<std::uint32_t> m_tagOf;    // by index: the keyframe's tag
+  std::vector<std::uint32_t> m_indexOf;  // by tag: where the keyframe is now, or kGone
 
   // ---- what it was read from
   CXMLWatch* m_watch = nullptr;                  // the parameter's (it outlives the cache)
@@ -220,11 +242,10 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   bool m_shared = false;  // an element another cache reads too: the epoch counts
   mutable std::atomic<std::uint64_t> m_epoch{0};
   unsigned int m_keyCount = 0;
-  // The element, then each keyframe followed by each of its children;
-  // keyframe i's stamps start at m_stampsAt[i].
+  // The element, then each keyframe followed by each of its children.
   std::vector<CXMLObject::Stamp> m_stamps;
-  std::vector<std::size_t> m_stampsAt;
   std::vector<unsigned int> m_childCounts;
+  bool m_stampsKept = true;  // false once patched: the stamps no longer line up
 
   // Clip lengths asked about, each resolved once. Slots fill and stay until
   // the cache goes; further lengths are walked without being kept.

@@ -84,6 +84,17 @@ unsigned int IndexInTimeOrder(const std::vector<double>& times, double time) {
   return index;
 }
 
+// As IndexInTimeOrder over KeyTimes, by a binary search when the keyframes
+// are known to be stored in time order.
+unsigned int InsertionIndex(const CParam& p, const CParamSet& set, double time) {
+  const double start = set.GetStartTime();
+  const auto* times = ParamEvaluation::OrderedKeyTimes(p, set.GetDuration(), ClipFit(p));
+  if (!times) return IndexInTimeOrder(KeyTimes(p, set), time);
+  const auto after = [start](double t, mtime key) { return static_cast<double>(key) + start > t; };
+  return static_cast<unsigned int>(std::upper_bound(times->begin(), times->end(), time, after) -
+                                   times->begin());
+}
+
 Keyframe Describe(const CKeyFrame& kf, unsigned int index, double time) {
   Keyframe key;
   key.index = index;
@@ -190,7 +201,7 @@ Result<unsigned int> Param::add_key(double time, std::optional<double> value,
   if (value && !SetNumber(kf, p->GetType(), *value)) {
     return Failure("a keyframe of " + name() + " cannot take that value");
   }
-  const unsigned int index = IndexInTimeOrder(KeyTimes(*p, set), time);
+  const unsigned int index = InsertionIndex(*p, set, time);
   if (!p->GetKeyFrameStatus()) p->SetKeyFrameStatus(true);
   const int placed = p->Insert(kf, index, duration, !value.has_value());
   if (placed < 0) return Failure("the keyframe cannot be added to " + name());
@@ -218,7 +229,7 @@ Result<unsigned int> Param::move_key(unsigned int index, double time) {
   moved.Realloc();
   SetKeyTime(moved, set, onClip);
   p->Remove(index);
-  const unsigned int to = IndexInTimeOrder(KeyTimes(*p, set), time);
+  const unsigned int to = InsertionIndex(*p, set, time);
   const int placed = p->Insert(moved, to, set.GetDuration(), false);
   ParamEvaluation::ForgetMinDuration(*p);
   if (placed < 0) return Failure("the keyframe cannot be moved");
@@ -228,9 +239,11 @@ Result<unsigned int> Param::move_key(unsigned int index, double time) {
 Status Param::remove_key(unsigned int index) {
   CParam* p = Resolve();
   if (!p) return kStale;
-  if (!p->Get(index)) return NoKey(index);
+  const CKeyFrame* kf = p->Get(index);
+  if (!kf) return NoKey(index);
+  const bool absolute = IsAbsolute(*kf);
   p->Remove(index);
-  ParamEvaluation::ForgetMinDuration(*p);
+  if (absolute) ParamEvaluation::ForgetMinDuration(*p);
   return {};
 }
 

@@ -164,6 +164,19 @@ void ParamEvaluation::SortedKeyTimes(const CParam& param, mtime duration, mtime 
   use(times);
 }
 
+// A keyframe without a time is placed by the walk's own rule; a line in
+// order that starts at or after 0 has none past the first, where both
+// rules put it at 0.
+const std::vector<mtime>* ParamEvaluation::OrderedKeyTimes(const CParam& param, mtime duration,
+                                                           mtime minDuration) {
+  const CParam::EvalCache* cache = CParam::EvalCache::For(param);
+  const Timeline* line = cache ? cache->LineFor(duration, minDuration) : nullptr;
+  if (!line || !line->ordered || (!line->times.empty() && !(line->times.front() >= 0.0))) {
+    return nullptr;
+  }
+  return &line->times;
+}
+
 void ParamEvaluation::ForgetMinDuration(CParam& param) {
   CacheMinDuration(param.m_MinDuration, mtime::unassigned);
 }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <functional>
 #include <span>
+#include <vector>
 
 #include "qdparam/param.h"
 
@@ -38,6 +39,10 @@ struct ParamEvaluation {
   // times read and sorted. Keyframes without a time are left out.
   static void SortedKeyTimes(const CParam& param, mtime duration, mtime minDuration,
                              const std::function<void(std::span<const mtime>)>& use);
+  // The cached time line when the keyframes are stored in time order and
+  // none lacks a time (the list order is then the time order); null else.
+  static const std::vector<mtime>* OrderedKeyTimes(const CParam& param, mtime duration,
+                                                   mtime minDuration);
   // Makes the next GetMinDuration count again: removing or moving an
   // absolute keyframe leaves the cached span as it was.
   static void ForgetMinDuration(CParam& param);

@@ -3,18 +3,19 @@
 #include <cstdint>
 
 #include "qdassert.h"
+#include "qdminduration.h"
 #include "qdnumbers.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
 #include "qdparam/processing.h"
-#include "qdminduration.h"
 
 namespace qdcore {
 
 namespace {
 
 constexpr const char* kAddKeySignature =
-    "bool __cdecl qdcore::CParam::AddKey(class qdcore::CKeyFrame &,const class qdcore::mtime &,bool)";
+    "bool __cdecl qdcore::CParam::AddKey(class qdcore::CKeyFrame &,const class qdcore::mtime "
+    "&,bool)";
 constexpr const char* kInsertSignature =
     "int __cdecl qdcore::CParam::Insert(const class qdcore::CKeyFrame &,unsigned int,const class "
     "qdcore::mtime &,bool)";
@@ -41,21 +42,39 @@ struct NewValue {
 
 void TakeValueOf(const CKeyFrame& kf, unsigned int type, NewValue& value) {
   switch (type) {
-    case PARAM_DOUBLE: value.real = kf.GetValueDouble(); break;
-    case PARAM_LONG: value.whole = kf.GetValueLong(); break;
-    case PARAM_STRING: value.text = kf.GetValueString(); break;
-    case PARAM_BOOL: value.flag = kf.GetValueBool(); break;
-    default: break;  // Binary and SubProp keyframes get no value
+    case PARAM_DOUBLE:
+      value.real = kf.GetValueDouble();
+      break;
+    case PARAM_LONG:
+      value.whole = kf.GetValueLong();
+      break;
+    case PARAM_STRING:
+      value.text = kf.GetValueString();
+      break;
+    case PARAM_BOOL:
+      value.flag = kf.GetValueBool();
+      break;
+    default:
+      break;  // Binary and SubProp keyframes get no value
   }
 }
 
 void WriteValue(CKeyFrame& kf, unsigned int type, const NewValue& value) {
   switch (type) {
-    case PARAM_DOUBLE: kf.SetValueDouble(value.real); break;
-    case PARAM_LONG: kf.SetValueLong(value.whole); break;
-    case PARAM_STRING: kf.SetValueString(value.text); break;
-    case PARAM_BOOL: kf.SetValueBool(value.flag); break;
-    default: break;
+    case PARAM_DOUBLE:
+      kf.SetValueDouble(value.real);
+      break;
+    case PARAM_LONG:
+      kf.SetValueLong(value.whole);
+      break;
+    case PARAM_STRING:
+      kf.SetValueString(value.text);
+      break;
+    case PARAM_BOOL:
+      kf.SetValueBool(value.flag);
+      break;
+    default:
+      break;
   }
 }
 
@@ -83,11 +102,20 @@ bool CParam::AddKey(CKeyFrame& kf, const mtime& duration, bool setValue) {
                            ? position * duration
                            : mtime();
     switch (GetType()) {
-      case PARAM_DOUBLE: kf.SetValueDouble(GetValueDouble(time, duration, 0.0)); break;
-      case PARAM_LONG: kf.SetValueLong(GetValueLong(time, duration, 0)); break;
-      case PARAM_BOOL: kf.SetValueBool(GetValueBool(time, duration, false)); break;
-      case PARAM_STRING: kf.SetValueString(CZPoolString()); break;
-      case PARAM_SUBPROP: return true;
+      case PARAM_DOUBLE:
+        kf.SetValueDouble(GetValueDouble(time, duration, 0.0));
+        break;
+      case PARAM_LONG:
+        kf.SetValueLong(GetValueLong(time, duration, 0));
+        break;
+      case PARAM_BOOL:
+        kf.SetValueBool(GetValueBool(time, duration, false));
+        break;
+      case PARAM_STRING:
+        kf.SetValueString(CZPoolString());
+        break;
+      case PARAM_SUBPROP:
+        return true;
       default:
         QD_ASSUMPTION_FAILED(
             "(GetType() == PARAM_DOUBLE) || (GetType() == PARAM_LONG) || (GetType() == PARAM_LONG)",
@@ -95,6 +123,7 @@ bool CParam::AddKey(CKeyFrame& kf, const mtime& duration, bool setValue) {
         break;
     }
   }
+  NoteKeyInserted(GetSize());
   return m_KeyFrameList.Add(kf);
 }
 
@@ -114,9 +143,11 @@ int CParam::Insert(const CKeyFrame& kf, unsigned int index, const mtime& duratio
     if (index >= count) {
       // Past the end: a re-typed copy is appended and no value computed.
       const CKeyFrame own(*this, kf);
-      if (!own || !QD_VERIFY_TEXT(own.m_Type == type, "keyFrame.m_Type == GetType()", kInsertSignature)) {
+      if (!own ||
+          !QD_VERIFY_TEXT(own.m_Type == type, "keyFrame.m_Type == GetType()", kInsertSignature)) {
         return -1;
       }
+      NoteKeyInserted(count);
       return m_KeyFrameList.Add(own) ? static_cast<int>(count) : -1;
     }
     if (index == 0) {
@@ -137,7 +168,7 @@ int CParam::Insert(const CKeyFrame& kf, unsigned int index, const mtime& duratio
   }
   // An absolute or fixed time may lengthen the span the keyframes need.
   if (kf.GetType() != KEYFRAME_RELATIVE) *m_MinDuration = mtime::unassigned;
-  NoteKeysShifted();
+  NoteKeyInserted(index < count ? index : count);
   if (!m_KeyFrameList.Insert(kf, index)) return -1;
   if (!setValue) return static_cast<int>(index);
   WriteValue(m_KeyFrameList.GetArray(count)[index], type, value);
@@ -155,7 +186,7 @@ int CParam::Insert(const CKeyFrame& kf, CKeyFrame* before, const mtime& duration
 // ---------------------------------------------------------------------------
 
 bool CParam::Remove(unsigned int index) {
-  NoteKeysShifted();
+  if (index < GetSize()) NoteKeyRemoved(index);
   return m_KeyFrameList.Delete(index);
 }
 

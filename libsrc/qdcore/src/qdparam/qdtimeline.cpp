@@ -85,25 +85,55 @@ std::unique_ptr<Timeline> CParam::EvalCache::Resolve(mtime duration, mtime minDu
   return line;
 }
 
+unsigned int Timeline::DescentsAround(std::size_t index) const {
+  unsigned int n = 0;
+  if (index > 0) n += OutOfOrder(times[index - 1], times[index]) ? 1 : 0;
+  if (index + 1 < times.size()) n += OutOfOrder(times[index], times[index + 1]) ? 1 : 0;
+  return n;
+}
+
+// The new time is a placeholder until the keyframe is read; the count of
+// descents stays true for whatever it holds.
+void Timeline::InsertKeyAt(std::size_t index) {
+  if (index > 0 && index < times.size()) {
+    descents -= OutOfOrder(times[index - 1], times[index]) ? 1 : 0;
+  }
+  times.insert(times.begin() + static_cast<std::ptrdiff_t>(index), mtime());
+  descents += DescentsAround(index);
+  if (!bezier.empty()) {
+    const std::size_t at = std::min(index, bezier.size());
+    bezier.insert(bezier.begin() + static_cast<std::ptrdiff_t>(at), BezierInverse{});
+  }
+  ordered = descents == 0;
+  delete valueIndex.exchange(nullptr, std::memory_order_acq_rel);
+}
+
+void Timeline::RemoveKeyAt(std::size_t index) {
+  descents -= DescentsAround(index);
+  times.erase(times.begin() + static_cast<std::ptrdiff_t>(index));
+  if (index > 0 && index < times.size()) {
+    descents += OutOfOrder(times[index - 1], times[index]) ? 1 : 0;
+  }
+  if (!bezier.empty()) {
+    const std::size_t at = std::min(index, bezier.size() - 1);
+    bezier.erase(bezier.begin() + static_cast<std::ptrdiff_t>(at));
+  }
+  ordered = descents == 0;
+  delete valueIndex.exchange(nullptr, std::memory_order_acq_rel);
+}
+
 // Keyframe `index` was read again: its time, whether the line is still in
 // order, and the Bezier segments it ends and starts. The value bounds go;
 // the next search over values makes them again.
 void CParam::EvalCache::RelineKeyFrame(Timeline& line, unsigned int index) const {
-  const std::size_t count = line.times.size();
-  const auto descentsAround = [&] {
-    unsigned int n = 0;
-    if (index > 0) n += OutOfOrder(line.times[index - 1], line.times[index]) ? 1 : 0;
-    if (index + 1 < count) n += OutOfOrder(line.times[index], line.times[index + 1]) ? 1 : 0;
-    return n;
-  };
   const mtime duration = std::bit_cast<double>(line.duration);
   const mtime minDuration = std::bit_cast<double>(line.minDuration);
-  line.descents -= descentsAround();
+  line.descents -= line.DescentsAround(index);
   const mtime carried = index == 0 ? mtime() : mtime(kNoNextTime);
   line.times[index] = KeyTimeOnClip(m_positions[index], duration, minDuration, carried);
-  line.descents += descentsAround();
+  line.descents += line.DescentsAround(index);
   line.ordered = line.descents == 0;
-  for (unsigned int i = index > 0 ? index - 1 : 0; i <= index && i + 1 < count; ++i) {
+  for (unsigned int i = index > 0 ? index - 1 : 0; i <= index && i + 1 < line.times.size(); ++i) {
     PrepareBezierSegment(line, i, duration);
   }
   delete line.valueIndex.exchange(nullptr, std::memory_order_acq_rel);

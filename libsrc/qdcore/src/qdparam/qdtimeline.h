@@ -17,7 +17,7 @@ class ValueIndex;
 // Keyframe times resolved for one clip length and minimum duration.
 struct Timeline {
   std::uint64_t duration = 0, minDuration = 0;  // bit patterns: NaN matches itself
-  bool ordered = false;  // never decreasing in list order: a binary search is the walk
+  bool ordered = false;       // never decreasing in list order: a binary search is the walk
   unsigned int descents = 0;  // neighbours out of that order (NaN included)
   std::vector<mtime> times;
   // By keyframe: the time curve of the Bezier segment it starts (to the
@@ -38,6 +38,13 @@ struct Timeline {
   // last answer, or kNoHint: nearby times are found from it in constant time.
   unsigned int Find(mtime time, unsigned int& cursor) const;
   static constexpr unsigned int kNoHint = ~0u;
+
+  // Room for a keyframe going in at `index` (its time and segments to be
+  // worked out), or the room of one going out closed; the value bounds go.
+  void InsertKeyAt(std::size_t index);
+  void RemoveKeyAt(std::size_t index);
+  // Neighbours out of order among the pairs that hold keyframe `index`.
+  unsigned int DescentsAround(std::size_t index) const;
 };
 
 }  // namespace qdcore

@@ -1,0 +1,157 @@
+// Reading again, in place, what the writes since the last evaluation named
+// (see qdevalcache.h): the keyframes written, the parameter's element, and
+// keyframes going in or out of the list. Only the first reader after a
+// write gets here, alone (EvalWatch::refreshing), and no reader sees the
+// cache until the patch is whole.
+#include <algorithm>
+
+#include "qdevalcache.h"
+#include "qdparam/keyframe.h"
+
+namespace qdcore {
+
+// A cache marks itself unpatchable while a patch is under way, so that one
+// cut short is rebuilt. Going in or out of the list is replayed in the
+// order noted; the keyframes it touched and those written are read last,
+// each once, by the tag that stays with it.
+bool CParam::EvalCache::Patch(const CParam& param, EvalWatch& watch) {
+  if (!m_patchable || m_shared || m_liveWalk) return false;
+  m_patchable = false;
+  const std::uint64_t changes = m_watch->Changes();
+  std::vector<std::uint32_t>& noted = watch.noted;
+  std::vector<std::uint32_t>& dirty = watch.dirty;
+  if (!m_watch->TakeNoted(noted)) return false;
+  dirty.clear();
+  bool element = false;
+  for (const std::uint32_t note : noted) {
+    if (note == kElementTag) {
+      element = true;
+    } else if (note & kShiftNote) {
+      if (!Shift(note, dirty)) return false;
+    } else {
+      dirty.push_back(note);
+    }
+  }
+  if (KeyCount(param) != m_keyCount) return false;
+  if (element && !PatchElement(param)) return false;
+  std::sort(dirty.begin(), dirty.end());
+  dirty.erase(std::unique(dirty.begin(), dirty.end()), dirty.end());
+  for (const std::uint32_t tag : dirty) {
+    if (tag >= m_indexOf.size()) return false;  // not a tag this cache gave
+    if (m_indexOf[tag] != kGone && !PatchKeyFrame(param, m_indexOf[tag])) return false;
+  }
+  // An element read again that another parameter's cache reads too: only
+  // a rebuild takes up the epoch for it.
+  if (m_watch->Shared()) return false;
+  // What moved out of the list leaves room behind: start afresh once it is
+  // as much as what is in use.
+  if (m_indexOf.size() > 2 * std::size_t{m_keyCount} + 64 ||
+      m_anchors.size() > 2 * m_liveAnchors + 64) {
+    return false;
+  }
+  // Lengths asked about as keys move (an absolute key's minimum duration)
+  // would fill the slots for good: once full, they start again.
+  const auto taken = [](const std::atomic<Timeline*>& slot) {
+    return slot.load(std::memory_order_relaxed) != nullptr;
+  };
+  if (std::all_of(m_timelines.begin(), m_timelines.end(), taken)) {
+    for (std::atomic<Timeline*>& slot : m_timelines) {
+      delete slot.exchange(nullptr, std::memory_order_relaxed);
+    }
+  }
+  m_patchable = true;
+  m_seen.store(changes, std::memory_order_release);
+  return true;
+}
+
+bool CParam::EvalCache::PatchElement(const CParam& param) {
+  const CXMLObject& element = param;
+  if (!element || param.GetType() != type) return false;
+  element.Observe(*m_watch, kElementTag);
+  m_stampsKept = false;
+  ReadParameter(param);
+  return true;
+}
+
+// False where only a rebuild can take the keyframe in: a time that no
+// longer reads (the walk goes live).
+bool CParam::EvalCache::PatchKeyFrame(const CParam& param, unsigned int index) {
+  const CKeyFrame& kf = Keys(param)[index];
+  if (!ObserveKeyFrame(kf, index, nullptr)) return false;
+  m_stampsKept = false;
+  const KeyPosition position = ReadKeyPosition(kf);
+  if (!position.read) return false;
+  Anchor anchors[kMaxSplineAnchors];
+  KeyRecord record = ReadKeyRecord(kf, anchors);
+  KeyRecord& kept = m_keys[index];
+  record.firstAnchor = kept.firstAnchor;
+  if (record.anchorCount != kept.anchorCount) {
+    record.firstAnchor = static_cast<unsigned int>(m_anchors.size());
+    m_anchors.resize(m_anchors.size() + record.anchorCount);
+    m_liveAnchors = m_liveAnchors + record.anchorCount - kept.anchorCount;
+  }
+  std::copy(anchors, anchors + record.anchorCount, m_anchors.begin() + record.firstAnchor);
+  kept = record;
+  m_positions[index] = position;
+  for (unsigned int i = index > 0 ? index - 1 : 0; i <= index + 1 && i < m_keyCount; ++i) {
+    LinkLogarithm(i);
+  }
+  for (std::atomic<Timeline*>& slot : m_timelines) {
+    if (Timeline* line = slot.load(std::memory_order_relaxed)) RelineKeyFrame(*line, index);
+  }
+  return true;
+}
+
+// A keyframe in or out at an index: the records and lines make room or
+// close it, and the keyframes whose neighbours changed are to be read again
+// (the first keyframe too: its time is resolved by its own rule).
+bool CParam::EvalCache::Shift(std::uint32_t note, std::vector<std::uint32_t>& dirty) {
+  const unsigned int index = note & (kRemovalNote - 1);
+  const bool removal = (note & kRemovalNote) != 0;
+  if (removal ? index >= m_keyCount : index > m_keyCount) return false;
+  if (removal) {
+    RemoveKey(index);
+  } else {
+    InsertKey(index);
+  }
+  const auto touch = [&](unsigned int i) {
+    if (i < m_keyCount) dirty.push_back(m_tagOf[i]);
+  };
+  touch(0);
+  if (index > 0) touch(index - 1);
+  touch(index);
+  if (!removal) touch(index + 1);
+  return true;
+}
+
+void CParam::EvalCache::InsertKey(unsigned int index) {
+  const auto tag = static_cast<std::uint32_t>(m_indexOf.size());
+  m_indexOf.push_back(index);
+  m_tagOf.insert(m_tagOf.begin() + index, tag);
+  for (std::size_t i = index + 1; i < m_tagOf.size(); ++i) {
+    m_indexOf[m_tagOf[i]] = static_cast<std::uint32_t>(i);
+  }
+  m_positions.insert(m_positions.begin() + index, KeyPosition{});
+  m_keys.insert(m_keys.begin() + index, KeyRecord{});
+  ++m_keyCount;
+  for (std::atomic<Timeline*>& slot : m_timelines) {
+    if (Timeline* line = slot.load(std::memory_order_relaxed)) line->InsertKeyAt(index);
+  }
+}
+
+void CParam::EvalCache::RemoveKey(unsigned int index) {
+  m_indexOf[m_tagOf[index]] = kGone;
+  m_tagOf.erase(m_tagOf.begin() + index);
+  for (std::size_t i = index; i < m_tagOf.size(); ++i) {
+    m_indexOf[m_tagOf[i]] = static_cast<std::uint32_t>(i);
+  }
+  m_liveAnchors -= m_keys[index].anchorCount;
+  m_positions.erase(m_positions.begin() + index);
+  m_keys.erase(m_keys.begin() + index);
+  --m_keyCount;
+  for (std::atomic<Timeline*>& slot : m_timelines) {
+    if (Timeline* line = slot.load(std::memory_order_relaxed)) line->RemoveKeyAt(index);
+  }
+}
+
+}  // namespace qdcore

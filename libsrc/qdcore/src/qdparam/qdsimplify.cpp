@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 namespace qdcore::simplify {
@@ -134,8 +135,8 @@ std::vector<unsigned int> NextPinned(const Samples& c) {
 Piece LongestFrom(const Fitter& fitter, unsigned int a, unsigned int limit) {
   Piece best{a, a + 1}, trial;
   unsigned int failed = limit + 1;  // none yet
-  for (unsigned int length = 2; best.to < limit; length *= 2) {
-    const unsigned int b = std::min(a + length, limit);
+  for (std::uint64_t length = 2; best.to < limit; length *= 2) {
+    const unsigned int b = length >= limit - a ? limit : a + static_cast<unsigned int>(length);
     if (!fitter.Fits(a, b, trial)) {
       failed = b;
       break;

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -97,43 +99,13 @@ double RoundingRoom(const std::vector<double>& values) {
   return largest * 1e-12;
 }
 
+// The original curve's samples, and room for the simplified one's.
 struct Sampled {
   std::vector<double> keyTimes, keyValues, times, atKeys, values;
+  std::vector<double> atKeysAfter, valuesAfter;
 };
 
-}  // namespace
-
-Result<SimplifyReport> Param::simplify(double tolerance, Interpolation shape) {
-  CParam* p = Resolve();
-  if (!p) return detail::Failure("the parameter is no longer in its set");
-  if (!std::isfinite(tolerance) || tolerance < 0.0) {
-    return detail::Failure("the tolerance must be a finite number, 0 or more");
-  }
-  if (shape != Interpolation::Linear && shape != Interpolation::Bezier) {
-    return detail::Failure("a curve simplifies to Linear or Bezier segments only");
-  }
-  if (p->GetType() != PARAM_DOUBLE) return detail::Failure(name() + " is not a Double parameter");
-  if (!keyframed()) return detail::Failure(name() + " is not animated by keyframes");
-  if (!active()) return detail::Failure(name() + " is inactive: its keyframes are not shown");
-  if (p->GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) {
-    return detail::Failure(name() + " eases its whole clip, which simplification does not follow");
-  }
-  const unsigned int code = 1u << static_cast<unsigned int>(shape);
-  if (!(p->GetAllowedInterpolation() & code)) {
-    return detail::Failure(std::string(name_of(shape)) + " is not allowed for " + name());
-  }
-  const std::vector<Keyframe> keys = this->keys();
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (keys[i].index != i) {
-      return detail::Failure("the keyframes of " + name() + " are not stored in time order");
-    }
-  }
-  if (keys.size() < 3) return SimplifyReport{keys.size(), keys.size(), 0.0};
-
-  const auto fitShape =
-      shape == Interpolation::Linear ? simplify::Shape::Linear : simplify::Shape::Bezier;
-  const DoubleLimits limits = ReadDoubleLimits(*p);
-  const unsigned int per = SamplesPerInterval(fitShape, limits);
+Sampled Sample(const Param& param, const std::vector<Keyframe>& keys, unsigned int per) {
   Sampled s;
   for (const Keyframe& key : keys) {
     s.keyTimes.push_back(key.time);
@@ -142,41 +114,101 @@ Result<SimplifyReport> Param::simplify(double tolerance, Interpolation shape) {
   s.times = simplify::SampleTimes(s.keyTimes, per);
   s.atKeys.resize(keys.size());
   s.values.resize(s.times.size());
-  values(s.keyTimes, s.atKeys);
-  values(s.times, s.values);
-  const std::vector<unsigned char> pinned = PinnedByTime(*p, keys);
-  const simplify::Samples curve{s.keyTimes, s.keyValues, s.atKeys, s.times, s.values, per, pinned};
-  const std::vector<simplify::Piece> pieces =
-      simplify::Simplify(curve, tolerance, fitShape, limits);
-  if (pieces.empty()) return detail::Failure("the keyframes of " + name() + " cannot be read");
+  param.values(s.keyTimes, s.atKeys);
+  param.values(s.times, s.values);
+  s.atKeysAfter.resize(keys.size());
+  s.valuesAfter.resize(s.times.size());
+  return s;
+}
 
-  const CParamSet& set = m_state->set;
+// The largest difference between the curve sampled before and now.
+double MeasureAgain(const Param& param, Sampled& s) {
+  param.values(s.keyTimes, s.atKeysAfter);
+  param.values(s.times, s.valuesAfter);
+  return std::max(LargestDifference(s.atKeys, s.atKeysAfter),
+                  LargestDifference(s.values, s.valuesAfter));
+}
+
+// Why `param` cannot be simplified, or nothing.
+std::optional<Error> Refusal(const Param& param, const CParam& p, double tolerance,
+                             Interpolation shape) {
+  if (!std::isfinite(tolerance) || tolerance < 0.0) {
+    return detail::Failure("the tolerance must be a finite number, 0 or more");
+  }
+  if (shape != Interpolation::Linear && shape != Interpolation::Bezier) {
+    return detail::Failure("a curve simplifies to Linear or Bezier segments only");
+  }
+  const std::string name = param.name();
+  if (p.GetType() != PARAM_DOUBLE) return detail::Failure(name + " is not a Double parameter");
+  if (!param.keyframed()) return detail::Failure(name + " is not animated by keyframes");
+  if (!param.active()) return detail::Failure(name + " is inactive: its keyframes are not shown");
+  if (p.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) {
+    return detail::Failure(name + " eases its whole clip, which simplification does not follow");
+  }
+  if (!(p.GetAllowedInterpolation() & (1u << static_cast<unsigned int>(shape)))) {
+    return detail::Failure(std::string(name_of(shape)) + " is not allowed for " + name);
+  }
+  return std::nullopt;
+}
+
+// The keyframes that start each piece, reshaped where a piece spans
+// several of the originals, and the last one.
+std::vector<CKeyFrame> KeptKeys(const std::vector<CKeyFrame>& originals,
+                                const std::vector<simplify::Piece>& pieces, simplify::Shape shape,
+                                const std::vector<double>& keyTimes, const CParamSet& set) {
   const double start = set.GetStartTime(), duration = set.GetDuration();
-  std::vector<CKeyFrame> originals;
-  originals.reserve(keys.size());
-  for (unsigned int i = 0; i < keys.size(); ++i) originals.push_back(*p->Get(i));
   std::vector<CKeyFrame> kept;
   kept.reserve(pieces.size() + 1);
   for (const simplify::Piece& piece : pieces) {
     kept.push_back(originals[piece.from]);
     if (piece.to == piece.from + 1) continue;
-    Reshape(kept.back(), fitShape, piece, s.keyTimes[piece.from] - start,
-            s.keyTimes[piece.to] - start, duration);
+    Reshape(kept.back(), shape, piece, keyTimes[piece.from] - start, keyTimes[piece.to] - start,
+            duration);
   }
   kept.push_back(originals.back());
-  ReplaceKeys(*p, kept, duration);
+  return kept;
+}
 
-  std::vector<double> atKeysAfter(keys.size()), valuesAfter(s.times.size());
-  values(s.keyTimes, atKeysAfter);
-  values(s.times, valuesAfter);
-  const double deviation =
-      std::max(LargestDifference(s.atKeys, atKeysAfter), LargestDifference(s.values, valuesAfter));
+}  // namespace
+
+Result<SimplifyReport> Param::simplify(double tolerance, Interpolation shape) try {
+  CParam* p = Resolve();
+  if (!p) return detail::Failure("the parameter is no longer in its set");
+  if (std::optional<Error> refused = Refusal(*this, *p, tolerance, shape)) return *refused;
+  const std::vector<Keyframe> keys = this->keys();
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (keys[i].index != i) {
+      return detail::Failure("the keyframes of " + name() + " are not stored in time order");
+    }
+  }
+  if (keys.size() < 3) return SimplifyReport{keys.size(), keys.size(), 0.0};
+
+  const auto fit =
+      shape == Interpolation::Linear ? simplify::Shape::Linear : simplify::Shape::Bezier;
+  const DoubleLimits limits = ReadDoubleLimits(*p);
+  const unsigned int per = SamplesPerInterval(fit, limits);
+  Sampled s = Sample(*this, keys, per);
+  const std::vector<unsigned char> pinned = PinnedByTime(*p, keys);
+  const simplify::Samples curve{s.keyTimes, s.keyValues, s.atKeys, s.times, s.values, per, pinned};
+  const std::vector<simplify::Piece> pieces = simplify::Simplify(curve, tolerance, fit, limits);
+  if (pieces.empty()) return detail::Failure("the keyframes of " + name() + " cannot be read");
+
+  std::vector<CKeyFrame> originals;
+  originals.reserve(keys.size());
+  for (unsigned int i = 0; i < keys.size(); ++i) originals.push_back(*p->Get(i));
+  const std::vector<CKeyFrame> kept = KeptKeys(originals, pieces, fit, s.keyTimes, m_state->set);
+  const double duration = m_state->set.GetDuration();
+  ReplaceKeys(*p, kept, duration);
+  const double deviation = MeasureAgain(*this, s);
   if (!(deviation <= tolerance + RoundingRoom(s.values))) {
     ReplaceKeys(*p, originals, duration);
     return detail::Failure(name() + " could not be simplified within the tolerance (it would " +
                            "differ by " + std::to_string(deviation) + "); nothing was changed");
   }
   return SimplifyReport{keys.size(), kept.size(), deviation};
+} catch (const std::bad_alloc&) {
+  // The samples and the copies are all made before the keyframes are replaced.
+  return detail::Failure("out of memory");
 }
 
 }  // namespace qd

@@ -204,6 +204,9 @@ TEST(Simplify, RefusesWhatItCannotDo) {
       {Recorded(
            10, [](int i) { return i; }, "Linear", "interpolation=\"Hold;Linear\""),
        0.1, qd::Interpolation::Bezier, "not allowed"},
+      {Recorded(
+           10, [](int i) { return i; }, "Linear", "granularity=\"0.5\""),
+       0.1, qd::Interpolation::Linear, "steps of 0.5"},
       {ramp, -0.5, qd::Interpolation::Linear, "tolerance"},
       {ramp, NAN, qd::Interpolation::Linear, "tolerance"},
       {ramp, INFINITY, qd::Interpolation::Linear, "tolerance"},

@@ -236,8 +236,10 @@ class QDPARAM_API Param {
   /// segment fitted by least squares; a segment between two keyframes that
   /// both stay is kept as it was, and each keyframe keeps its time as
   /// written. Refused (nothing changed) for another type, an unkeyed or
-  /// inactive parameter, one eased as a whole, a shape other than Linear or
-  /// Bezier, or a tolerance that is negative or not finite.
+  /// inactive parameter, one eased as a whole or snapped to a granularity,
+  /// keyframes stored out of time order, a shape other than Linear or Bezier
+  /// (or one the parameter does not allow), or a tolerance that is negative
+  /// or not finite.
   Result<SimplifyReport> simplify(double tolerance, Interpolation shape = Interpolation::Linear);
   /// Moves keyframe `index` to `time`, in its own kind of position (a share
   /// of the clip, or seconds), and back into time order. Returns its new index.

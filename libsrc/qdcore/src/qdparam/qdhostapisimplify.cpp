@@ -5,6 +5,7 @@
 // keyframes are put back.
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <new>
 #include <optional>
@@ -24,13 +25,27 @@ using namespace qdcore;
 
 namespace {
 
-// Samples inside each interval, the last just before its end. Between
-// Linear keyframes a straight piece differs most at the keyframes, so the
-// middle is enough; a Bezier piece bulges, and limits or a grid put corners
-// between keyframes, which closer samples catch.
-unsigned int SamplesPerInterval(simplify::Shape shape, const DoubleLimits& limits) {
-  const bool restricted = limits.hasMin || limits.hasMax || limits.grid > 0.0;
-  return shape == simplify::Shape::Linear && !restricted ? 2 : 8;
+// Samples inside each interval, the last just before its end. A straight
+// piece over straight or held frames differs most at the keyframes, so the
+// middle is enough; a Bezier piece bulges, and curved or eased frames and
+// limits bend between keyframes, which closer samples catch.
+unsigned int SamplesPerInterval(simplify::Shape shape, const DoubleLimits& limits,
+                                const std::vector<Keyframe>& keys) {
+  const auto straight = [](const Keyframe& key) {
+    return (key.interpolation == Interpolation::Linear ||
+            key.interpolation == Interpolation::Hold) &&
+           key.ease == Ease::None;
+  };
+  const bool limited = limits.hasMin || limits.hasMax;
+  const bool allStraight = std::all_of(keys.begin(), keys.end() - 1, straight);
+  return shape == simplify::Shape::Linear && !limited && allStraight ? 2 : 8;
+}
+
+// A number as people write it: 0.5, 1e-07.
+std::string Shortest(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%g", value);
+  return text;
 }
 
 // The keyframes that fix the parameter's minimum duration (the absolute one
@@ -145,6 +160,11 @@ std::optional<Error> Refusal(const Param& param, const CParam& p, double toleran
   if (p.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) {
     return detail::Failure(name + " eases its whole clip, which simplification does not follow");
   }
+  double grid = 0.0;
+  if (p.GetGranularityDouble(grid) && grid > 0.0) {
+    return detail::Failure(name + " snaps to steps of " + Shortest(grid) +
+                           ", which no sampling can follow between keyframes");
+  }
   if (!(p.GetAllowedInterpolation() & (1u << static_cast<unsigned int>(shape)))) {
     return detail::Failure(std::string(name_of(shape)) + " is not allowed for " + name);
   }
@@ -186,7 +206,7 @@ Result<SimplifyReport> Param::simplify(double tolerance, Interpolation shape) tr
   const auto fit =
       shape == Interpolation::Linear ? simplify::Shape::Linear : simplify::Shape::Bezier;
   const DoubleLimits limits = ReadDoubleLimits(*p);
-  const unsigned int per = SamplesPerInterval(fit, limits);
+  const unsigned int per = SamplesPerInterval(fit, limits, keys);
   Sampled s = Sample(*this, keys, per);
   const std::vector<unsigned char> pinned = PinnedByTime(*p, keys);
   const simplify::Samples curve{s.keyTimes, s.keyValues, s.atKeys, s.times, s.values, per, pinned};
@@ -203,7 +223,7 @@ Result<SimplifyReport> Param::simplify(double tolerance, Interpolation shape) tr
   if (!(deviation <= tolerance + RoundingRoom(s.values))) {
     ReplaceKeys(*p, originals, duration);
     return detail::Failure(name() + " could not be simplified within the tolerance (it would " +
-                           "differ by " + std::to_string(deviation) + "); nothing was changed");
+                           "differ by " + Shortest(deviation) + "); nothing was changed");
   }
   return SimplifyReport{keys.size(), kept.size(), deviation};
 } catch (const std::bad_alloc&) {

@@ -60,8 +60,14 @@ std::vector<unsigned char> PinnedByTime(const CParam& param, const std::vector<K
     if (position.qualifier != KEYFRAME_ABSOLUTE && position.qualifier != KEYFRAME_FIXED_ABSOLUTE) {
       continue;
     }
-    if (position.number >= latest) latest = position.number, forward = i;
-    if (-position.number > longest) longest = -position.number, backward = i;
+    if (position.number >= latest) {
+      latest = position.number;
+      forward = i;
+    }
+    if (-position.number > longest) {
+      longest = -position.number;
+      backward = i;
+    }
   }
   if (forward < keys.size()) pinned[forward] = 1;
   if (backward < keys.size()) pinned[backward] = 1;

@@ -49,6 +49,12 @@ std::string Describe(const qd::Keyframe& key) {
          std::string(qd::name_of(key.interpolation)) + ">";
 }
 
+std::string DescribeReport(const qd::SimplifyReport& report) {
+  return "<qdparam.SimplifyReport keys " + std::to_string(report.keys_before) + " -> " +
+         std::to_string(report.keys_after) +
+         " max_deviation=" + py::repr(py::float_(report.max_deviation)).cast<std::string>() + ">";
+}
+
 }  // namespace
 
 void BindKeys(py::module_& m, py::class_<ParamHandle>& param) {
@@ -65,6 +71,13 @@ void BindKeys(py::module_& m, py::class_<ParamHandle>& param) {
       .def_property_readonly("anchors", &Anchors,
                              "Bezier handles or spline points: a list of (position, value).")
       .def("__repr__", &Describe, "A short description for the console.");
+
+  py::class_<qd::SimplifyReport>(m, "SimplifyReport", "What Param.simplify did.")
+      .def_readonly("keys_before", &qd::SimplifyReport::keys_before, "Keyframes before.")
+      .def_readonly("keys_after", &qd::SimplifyReport::keys_after, "Keyframes kept.")
+      .def_readonly("max_deviation", &qd::SimplifyReport::max_deviation,
+                    "The largest difference measured between the curve before and after.")
+      .def("__repr__", &DescribeReport, "A short description for the console.");
 
   param
       .def_property_readonly(
@@ -95,6 +108,29 @@ void BindKeys(py::module_& m, py::class_<ParamHandle>& param) {
           "Adds a keyframe at `time` where time order puts it, with `value` or, when\n"
           "None, the value the curve has there. Returns its index; ValueError when\n"
           "refused (a time that is not a number, an interpolation not allowed).")
+      .def(
+          "insert_key",
+          [](ParamHandle& h, double time) {
+            return IndexOf(Edited(h, [&](qd::Param& p) { return p.insert_key(time); }));
+          },
+          py::arg("time"),
+          "Adds a keyframe at `time` without changing the curve: a Bezier segment is\n"
+          "split so that both halves trace it; elsewhere the keyframe takes the\n"
+          "segment's interpolation and the value there. Returns its index;\n"
+          "ValueError when refused.")
+      .def(
+          "simplify",
+          [](ParamHandle& h, double tolerance, const py::object& kind) {
+            const qd::Interpolation shape = ToInterpolation(kind);
+            auto report = Edited(h, [&](qd::Param& p) { return p.simplify(tolerance, shape); });
+            if (!report) throw py::value_error(report.error().describe());
+            return *report;
+          },
+          py::arg("tolerance"), py::arg("shape") = "Linear",
+          "Replaces a keyed Double parameter's keyframes by as few of them as keep\n"
+          "its value within `tolerance`, joined by straight lines ('Linear') or\n"
+          "fitted curves ('Bezier'). Returns a SimplifyReport; ValueError when\n"
+          "refused (another type, no keyframes, a bad tolerance), nothing changed.")
       .def(
           "move_key",
           [](ParamHandle& h, long long index, double time) {

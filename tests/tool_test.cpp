@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <initializer_list>
 #include <sstream>
@@ -319,7 +320,8 @@ TEST_F(Tool, ErrorsAreOneClearLine) {
 }
 
 TEST_F(Tool, EveryCommandExplainsItself) {
-  for (const std::string command : {"eval", "plot", "show", "dump", "validate", "find"}) {
+  for (const std::string command :
+       {"eval", "plot", "show", "dump", "validate", "find", "simplify"}) {
     const Result result = Run({command, "--help"});
     EXPECT_EQ(result.status, 0) << command;
     EXPECT_THAT(result.out, AllOf(HasSubstr("Usage: qdparam " + command), HasSubstr("FILE")));
@@ -627,6 +629,72 @@ TEST_F(Tool, ValidateFailsWithoutRulesOrWithABrokenOne) {
   EXPECT_THAT(failed.out, HasSubstr("a (id 1): max (none) -> 2"));
   EXPECT_THAT(failed.err, HasSubstr("failed: an action names a missing parameter"));
   EXPECT_FALSE(fs::exists(Path("never.xml")));
+}
+
+// ---- simplify
+
+// A keyframe a frame at 25 fps for 4 s: a ramp and a sine.
+std::string Recorded() {
+  std::string keys[2];
+  for (int i = 0; i <= 100; ++i) {
+    const std::string at = "<Keyframe position=\"" + std::to_string(i / 100.0) + "\" value=\"";
+    keys[0] += at + std::to_string(i * 0.5) + "\" interpolation=\"Linear\"/>";
+    keys[1] += at + std::to_string(std::sin(i * 0.1)) + "\" interpolation=\"Linear\"/>";
+  }
+  return R"(<Parameter id="1" name="ramp" value="0" useKeyframe="True">)" + keys[0] +
+         R"(</Parameter><Parameter id="2" name="wave" value="0" useKeyframe="True">)" + keys[1] +
+         R"(</Parameter><Parameter id="3" name="count" type="Long" value="1"/>)";
+}
+
+TEST_F(Tool, SimplifyThinsOneParameterAndWritesTheSet) {
+  const std::string file = SetFile("take.xml", Recorded());
+  const Result ramp =
+      Run({"simplify", file, "-p", "ramp", "--tolerance", "0.001", "--out", "thin.xml"});
+  ASSERT_EQ(ramp.status, 0) << ramp.err;
+  const std::vector<std::string> lines = Lines(ramp.out);
+  ASSERT_EQ(lines.size(), 2u) << ramp.out;
+  const std::string said = "ramp: 101 -> 2 keyframes, largest difference ";
+  ASSERT_EQ(lines[0].rfind(said, 0), 0u) << lines[0];
+  EXPECT_LE(std::stod(lines[0].substr(said.size())), 1e-12);
+  EXPECT_EQ(lines[1], "wrote thin.xml");
+  const auto thin = qd::Set::load(Path("thin.xml"));
+  ASSERT_TRUE(thin.ok());
+  EXPECT_EQ(thin->param("ramp")->keys().size(), 2u);
+  EXPECT_EQ(thin->param("wave")->keys().size(), 101u);  // only the one named
+
+  const Result wave =
+      Run({"simplify", file, "-p", "wave", "-t", "0.005", "--bezier", "-o", "w.xml"});
+  ASSERT_EQ(wave.status, 0) << wave.err;
+  const std::size_t kept = qd::Set::load(Path("w.xml"))->param("wave")->keys().size();
+  EXPECT_LT(kept, 20u);
+  EXPECT_THAT(wave.out, HasSubstr("wave: 101 -> " + std::to_string(kept) + " keyframes"));
+}
+
+TEST_F(Tool, SimplifyRefusesAndWritesNothing) {
+  const std::string file = SetFile("take.xml", Recorded());
+  WriteFile(Path("kept.xml"), "precious");
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    const char* message;
+  } cases[] = {
+      {{"-p", "ramp", "-t", "0.1", "-o", "kept.xml"}, 1, "kept.xml exists; pass --force"},
+      {{"-p", "ramp", "-t", "-1", "-o", "new.xml"}, 1, "--tolerance must be a finite number"},
+      {{"-p", "count", "-t", "0.1", "-o", "new.xml"}, 1, "count is not a Double parameter"},
+      {{"-t", "0.1", "-o", "new.xml"}, 1, "simplify thins one parameter"},
+      {{"-p", "ramp", "-o", "new.xml"}, 2, "--tolerance is required"},
+      {{"-p", "ramp", "-t", "0.1"}, 2, "--out is required"},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args{"simplify", file};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    const Result result = Run(args);
+    const std::string what = ::testing::PrintToString(c.args);
+    EXPECT_EQ(result.status, c.status) << what;
+    EXPECT_THAT(result.err, HasSubstr(c.message)) << what;
+  }
+  EXPECT_EQ(ReadFile(Path("kept.xml")), "precious");
+  EXPECT_FALSE(fs::exists(Path("new.xml")));
 }
 
 // ---- find

@@ -32,6 +32,7 @@ struct Commands {
   CLI::App* validate;
   CLI::App* find;
   CLI::App* check;
+  CLI::App* simplify;
 };
 
 struct AllOptions {
@@ -42,6 +43,7 @@ struct AllOptions {
   ValidateOptions validate;
   FindOptions find;
   CheckOptions check;
+  SimplifyOptions simplify;
 };
 
 CLI::App* AddEval(CLI::App& app, EvalOptions& options) {
@@ -129,6 +131,24 @@ CLI::App* AddCheck(CLI::App& app, CheckOptions& options) {
   return command;
 }
 
+CLI::App* AddSimplify(CLI::App& app, SimplifyOptions& options) {
+  CLI::App* command = app.add_subcommand(
+      "simplify", "Thin a densely keyed parameter to the fewest keyframes within a tolerance");
+  AddFileArgument(*command, options.file);
+  AddSelection(*command, options.selection);
+  AddDuration(*command, options.timeLine);
+  command
+      ->add_option("-t,--tolerance", options.tolerance,
+                   "the largest difference allowed from the curve as it was")
+      ->required();
+  command->add_flag("--bezier", options.bezier,
+                    "join the kept keyframes by fitted Bezier curves, not straight lines");
+  AddOutput(*command, options.out, options.force, "the simplified set's XML file to write");
+  command->get_option("--out")->required();
+  command->footer("Example: qdparam simplify take.xml --param x --tolerance 0.01 --out thin.xml");
+  return command;
+}
+
 // The exit status of a command that did its work.
 int Run(const Commands& commands, const AllOptions& options) {
   if (commands.check->parsed()) return Check(options.check);
@@ -138,11 +158,12 @@ int Run(const Commands& commands, const AllOptions& options) {
   if (commands.dump->parsed()) Dump(options.dump);
   if (commands.validate->parsed()) Validate(options.validate);
   if (commands.find->parsed()) Find(options.find);
+  if (commands.simplify->parsed()) Simplify(options.simplify);
   return 0;
 }
 
-constexpr const char* kCommandNames[] = {"eval",     "plot", "show", "dump",
-                                         "validate", "find", "check"};
+constexpr const char* kCommandNames[] = {"eval",     "plot", "show",  "dump",
+                                         "validate", "find", "check", "simplify"};
 
 // CLI11 only says that a command is missing; name the word it did not know.
 std::string Unparsed(const CLI::ParseError& error, int argc, char** argv) {
@@ -150,7 +171,8 @@ std::string Unparsed(const CLI::ParseError& error, int argc, char** argv) {
   const bool known = std::any_of(std::begin(kCommandNames), std::end(kCommandNames),
                                  [&](const char* name) { return first == name; });
   if (known || (!first.empty() && first[0] == '-')) return error.what();
-  const std::string list = "the commands are eval, plot, show, dump, validate, find and check";
+  const std::string list =
+      "the commands are eval, plot, show, dump, validate, find, check and simplify";
   return first.empty() ? "a command is required: " + list
                        : "unknown command \"" + first + "\"; " + list;
 }
@@ -176,7 +198,7 @@ int main(int argc, char** argv) {
   const Commands commands{AddEval(app, options.eval),         AddPlot(app, options.plot),
                           AddShow(app, options.show),         AddDump(app, options.dump),
                           AddValidate(app, options.validate), AddFind(app, options.find),
-                          AddCheck(app, options.check)};
+                          AddCheck(app, options.check),       AddSimplify(app, options.simplify)};
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& help) {

@@ -60,6 +60,16 @@ struct FindOptions {
   bool all = false;  // every time, not only the first
 };
 
+struct SimplifyOptions {
+  std::string file;
+  Selection selection;
+  TimeLine timeLine;
+  double tolerance = 0.0;
+  bool bezier = false;  // fitted Bezier pieces instead of straight ones
+  std::string out;
+  bool force = false;
+};
+
 struct DumpOptions {
   std::string file;
 };

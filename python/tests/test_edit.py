@@ -3,6 +3,7 @@ import math
 
 import pytest
 
+import qdparam
 from qdparam import Ease, Interpolation
 
 
@@ -78,3 +79,50 @@ def test_stale_handles_raise_reference_error(pip):
         with pytest.raises(ReferenceError):
             call()
     assert pip["corner_radius"].valid
+
+
+def test_insert_key_leaves_the_curve_as_it_was(pip):
+    x = pip["position_x"]  # a Bezier segment from 4 s to 8 s
+    times = [4.0 + i * 0.04 for i in range(101)]
+    before = x.values(times)
+    assert x.insert_key(5.0) == 2
+    assert len(x.keys) == 4 and x.keys[2].time == pytest.approx(5.0)
+    assert max(abs(a - b) for a, b in zip(before, x.values(times))) < 1e-9
+    with pytest.raises(ValueError):
+        x.insert_key(math.nan)
+
+
+def recorded(frames):
+    keys = "".join(
+        f'<Keyframe position="{i / (frames - 1)!r}" value="{math.sin(i * 0.05)!r}" '
+        'interpolation="Linear"/>'
+        for i in range(frames)
+    )
+    return qdparam.loads(
+        f'<Property><Parameter id="1" name="wave" value="0" useKeyframe="True">{keys}'
+        '</Parameter></Property>'
+    )
+
+
+@pytest.mark.parametrize("shape, most", [("Linear", 100), (Interpolation.Bezier, 30)])
+def test_simplify_thins_a_recorded_curve_within_the_tolerance(shape, most):
+    s = recorded(500)
+    s.clip = (0.0, 20.0)
+    wave = s["wave"]
+    before = wave.values(start=0.0, step=0.01, count=2001)
+    report = wave.simplify(0.01, shape)
+    assert (report.keys_before, report.keys_after) == (500, len(wave.keys))
+    assert report.keys_after < most and report.max_deviation <= 0.01
+    after = wave.values(start=0.0, step=0.01, count=2001)
+    assert max(abs(a - b) for a, b in zip(before, after)) <= 0.0101
+    assert "500 -> " in repr(report)
+
+
+@pytest.mark.parametrize(
+    "name, args", [("steps", (0.1,)), ("ramp", (-1.0,)), ("ramp", (math.nan,)), ("ramp", (0.1, "Spline"))]
+)
+def test_simplify_refuses_and_changes_nothing(ramp, name, args):
+    before = ramp.dumps()
+    with pytest.raises(ValueError):
+        ramp[name].simplify(*args)
+    assert ramp.dumps() == before

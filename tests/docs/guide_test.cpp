@@ -20,6 +20,7 @@ Box BoxAtFrame(const BoxParams& box, qd::Rate rate, std::int64_t frame);
 std::vector<double> OpacityCurve(const qd::Param& opacity, qd::Rate rate, std::int64_t frames);
 std::optional<unsigned int> DragKey(qd::Param& param, unsigned int index, double seconds);
 bool AddEasedKey(qd::Param& param, double time, double value);
+bool ThinRecording(qd::Param& param, double tolerance);
 bool CopyLook(const qd::Set& from, qd::Set& to);
 bool Save(const qd::Set& set, const std::string& path);
 qd::Set SnapshotForRender(const qd::Set& edited);
@@ -47,6 +48,9 @@ TEST(HostGuide, SnippetsDoWhatThePageSays) {
   EXPECT_EQ(guide::DragKey(x, 1, 1.0), 1u);
   EXPECT_EQ(x.value(5.0), 20.0);
   EXPECT_TRUE(guide::AddEasedKey(x, 7.0, 60.0));
+  EXPECT_EQ(x.value(7.0), 60.0);
+  EXPECT_FALSE(guide::ThinRecording(x, -1.0));
+  EXPECT_TRUE(guide::ThinRecording(x, 0.0));
   EXPECT_EQ(x.value(7.0), 60.0);
 
   const qd::Set frame = guide::SnapshotForRender(*set);

@@ -137,6 +137,14 @@ struct Keyframe {
   std::vector<Anchor> anchors;                        ///< handles or spline points
 };
 
+/// What Param::simplify did: how many keyframes there were and are, and the
+/// largest difference it measured between the curve before and after.
+struct SimplifyReport {
+  std::size_t keys_before = 0;  ///< keyframes before
+  std::size_t keys_after = 0;   ///< keyframes kept
+  double max_deviation = 0.0;   ///< largest |before − after| over the samples compared
+};
+
 namespace detail {
 struct SetState;
 }
@@ -221,6 +229,18 @@ class QDPARAM_API Param {
   /// value there, which keeps Hold and Linear segments exactly and others
   /// closely. Returns its stored index.
   Result<unsigned int> insert_key(double time);
+  /// Replaces a keyed Double parameter's keyframes by as few of them as keep
+  /// its value within `tolerance` of the curve it had, comparing both curves
+  /// at every keyframe time, between keyframes and just before each. Runs of
+  /// keyframes become one Linear segment, or, with `shape` Bezier, one Bezier
+  /// segment fitted by least squares; a segment between two keyframes that
+  /// both stay is kept as it was, and each keyframe keeps its time as
+  /// written. Refused (nothing changed) for another type, an unkeyed or
+  /// inactive parameter, one eased as a whole or snapped to a granularity,
+  /// keyframes stored out of time order, a shape other than Linear or Bezier
+  /// (or one the parameter does not allow), or a tolerance that is negative
+  /// or not finite.
+  Result<SimplifyReport> simplify(double tolerance, Interpolation shape = Interpolation::Linear);
   /// Moves keyframe `index` to `time`, in its own kind of position (a share
   /// of the clip, or seconds), and back into time order. Returns its new index.
   Result<unsigned int> move_key(unsigned int index, double time);

@@ -112,6 +112,24 @@ void BM_EditThenEvaluate(benchmark::State& state) {
 }
 BENCHMARK(BM_EditThenEvaluate)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
+// The drag while a render thread's snapshot shares the keys and has
+// evaluated them: its caches watch the same storage.
+void BM_EditWithSnapshotThenEvaluate(benchmark::State& state) {
+  const int keys = static_cast<int>(state.range(0));
+  qd::Set set = Loaded(1, keys);
+  const qd::Set snapshot = set.snapshot();
+  benchmark::DoNotOptimize(snapshot.param("param0")->value(1.0));
+  qd::Param param = *set.param("param0");
+  const unsigned int middle = static_cast<unsigned int>(keys / 2);
+  std::int64_t i = 0;
+  for (auto _ : state) {
+    param.set_key_value(middle, double(i % 100));
+    benchmark::DoNotOptimize(param.value(TimeAt(i++)));
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_EditWithSnapshotThenEvaluate)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+
 // The same drag in time: the key moves between its neighbours.
 void BM_MoveThenEvaluate(benchmark::State& state) {
   const int keys = static_cast<int>(state.range(0));

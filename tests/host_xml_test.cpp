@@ -2,6 +2,7 @@
 // the writers and the reader.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -23,7 +24,8 @@ CXMLObject With(const wchar* text) { return text ? Element(u"e", {{u"a", text}})
 
 // A parameter with two keyframes: the shape the library reads and writes.
 CXMLObject SampleParameter() {
-  CXMLObject parameter = Element(u"Parameter", {{u"id", u"1"}, {u"name", u"radius"}, {u"value", u"8.5"}});
+  CXMLObject parameter =
+      Element(u"Parameter", {{u"id", u"1"}, {u"name", u"radius"}, {u"value", u"8.5"}});
   parameter.Add(Element(u"Keyframe", {{u"position", u"0"}, {u"value", u"4"}}));
   parameter.Add(Element(u"Keyframe", {{u"position", u"1"}, {u"value", u"2"}}));
   return parameter;
@@ -38,38 +40,58 @@ const CZPoolString kA = P(u"a");
 // ---- Attributes
 
 TEST(XmlAttributes, NumbersBooleansFlagsAndIndexesReadTheirText) {
-  struct Number { const wchar* text; long asInt; double asDouble; } numbers[] = {
-      {u"42", 42, 42.0},  {u"2.5s", 2, 2.5}, {u"-7.75", -7, -7.75}, {u"\t+12px", 12, 12.0},
-      {u"1e3", 1, 1000.0}, {u"abc", 0, 0.0}, {u"", 0, 0.0}, {nullptr, -5, -5.5},  // absent: the default
-      {u"99999999999", 2147483647, 99999999999.0}};
+  struct Number {
+    const wchar* text;
+    long asInt;
+    double asDouble;
+  } numbers[] = {{u"42", 42, 42.0},
+                 {u"2.5s", 2, 2.5},
+                 {u"-7.75", -7, -7.75},
+                 {u"\t+12px", 12, 12.0},
+                 {u"1e3", 1, 1000.0},
+                 {u"abc", 0, 0.0},
+                 {u"", 0, 0.0},
+                 {nullptr, -5, -5.5},  // absent: the default
+                 {u"99999999999", 2147483647, 99999999999.0}};
   for (const Number& c : numbers) {
     EXPECT_EQ(With(c.text).FindAttributeInt(kA, -5), c.asInt) << Label(c.text);
     EXPECT_EQ(With(c.text).FindAttributeDouble(kA, -5.5), c.asDouble) << Label(c.text);
   }
   // Six words are known; anything else gives the default.
-  struct Bool { const wchar* text; bool whenFalse, whenTrue; } bools[] = {
-      {u"True", 1, 1}, {u"true", 1, 1}, {u"1", 1, 1},  {u"False", 0, 0}, {u"false", 0, 0},
-      {u"0", 0, 0},    {u"TRUE", 0, 1}, {u"", 0, 1},   {u" true", 0, 1}, {u"10", 0, 1}, {nullptr, 0, 1}};
+  struct Bool {
+    const wchar* text;
+    bool whenFalse, whenTrue;
+  } bools[] = {{u"True", 1, 1},  {u"true", 1, 1}, {u"1", 1, 1},    {u"False", 0, 0},
+               {u"false", 0, 0}, {u"0", 0, 0},    {u"TRUE", 0, 1}, {u"", 0, 1},
+               {u" true", 0, 1}, {u"10", 0, 1},   {nullptr, 0, 1}};
   for (const Bool& c : bools) {
     EXPECT_EQ(With(c.text).FindAttributeBool(kA, false), c.whenFalse) << Label(c.text);
     EXPECT_EQ(With(c.text).FindAttributeBool(kA, true), c.whenTrue) << Label(c.text);
   }
   // Flags and indexes are trimmed entries of a list.
-  struct Entry { const wchar* text; unsigned flags, index; } entries[] = {
-      {u"Red|Blue", 5, ~0u}, {u" Red |  Green\t", 3, ~0u}, {u"Red|Purple", 1, ~0u},
-      {u"||Blue||", 4, ~0u}, {u"Cyan", 6, ~0u},           {u"Red Green", 0, ~0u}, {u"red", 0, ~0u},
-      {u"Hold", 0, 0},       {u"Linear", 0, 1},           {u"", 0, 3},
-      {u"Spline", 0, 4},     {u"linear", 0, ~0u},         {u" Linear", 0, ~0u}, {nullptr, 0, ~0u}};
+  struct Entry {
+    const wchar* text;
+    unsigned flags, index;
+  } entries[] = {{u"Red|Blue", 5, ~0u},   {u" Red |  Green\t", 3, ~0u},
+                 {u"Red|Purple", 1, ~0u}, {u"||Blue||", 4, ~0u},
+                 {u"Cyan", 6, ~0u},       {u"Red Green", 0, ~0u},
+                 {u"red", 0, ~0u},        {u"Hold", 0, 0},
+                 {u"Linear", 0, 1},       {u"", 0, 3},
+                 {u"Spline", 0, 4},       {u"linear", 0, ~0u},
+                 {u" Linear", 0, ~0u},    {nullptr, 0, ~0u}};
   for (const Entry& c : entries) {
     EXPECT_EQ(With(c.text).FindAttributeFlags(kA, kColours, 5, u'|'), c.flags) << Label(c.text);
-    EXPECT_EQ(With(c.text).FindAttributeIndex(kA, u"Hold; Linear ;Bezier;;Spline", u';'), c.index) << Label(c.text);
+    EXPECT_EQ(With(c.text).FindAttributeIndex(kA, u"Hold; Linear ;Bezier;;Spline", u';'), c.index)
+        << Label(c.text);
   }
   EXPECT_EQ(With(u"Hold").FindAttributeIndex(kA, nullptr, u';'), ~0u);
 }
 
 TEST(XmlAttributes, FlagsWriteNamesOfSetValuesInTableOrder) {
-  struct Case { unsigned flags; const wchar* expected; } cases[] = {
-      {5, u"Red,Blue"}, {0, u""}, {6, u"Green,Blue,Cyan"}, {8, u""}};
+  struct Case {
+    unsigned flags;
+    const wchar* expected;
+  } cases[] = {{5, u"Red,Blue"}, {0, u""}, {6, u"Green,Blue,Cyan"}, {8, u""}};
   for (const Case& c : cases) {
     CXMLObject element(P(u"e"));
     ASSERT_TRUE(element.SetAttribute(kA, c.flags, kColours, 5, u','));
@@ -111,17 +133,23 @@ TEST(XmlAttributes, SetAddDeleteAndMergeKeepOrderAndMatchNamesByText) {
   for (bool overwrite : {false, true}) {
     CXMLObject merged = Element(u"e", {{u"x", u"1"}, {u"y", u"2"}});
     EXPECT_TRUE(merged.MergeAttributes(other, overwrite));
-    EXPECT_EQ(WideText(merged), WideText(Element(u"e", {{u"x", u"1"}, {u"y", overwrite ? u"20" : u"2"},
-                                                        {u"z", u"30"}, {u"w", u"40"}})));
+    EXPECT_EQ(
+        WideText(merged),
+        WideText(Element(
+            u"e", {{u"x", u"1"}, {u"y", overwrite ? u"20" : u"2"}, {u"z", u"30"}, {u"w", u"40"}})));
   }
   EXPECT_TRUE(element.MergeAttributes(element, true));
   EXPECT_EQ(element.GetAttributeCount(), 5u);
 }
 
 TEST(XmlAttributes, ReadsAllocateNothing) {
-  CXMLObject element = Element(u"Keyframe", {{u"position", u"0.5"}, {u"value", u"12.25s"},
-                                             {u"smooth", u"True"}, {u"mode", u"Red|Blue"},
-                                             {u"kind", u"Linear"}}, u"AAECAw==");
+  CXMLObject element = Element(u"Keyframe",
+                               {{u"position", u"0.5"},
+                                {u"value", u"12.25s"},
+                                {u"smooth", u"True"},
+                                {u"mode", u"Red|Blue"},
+                                {u"kind", u"Linear"}},
+                               u"AAECAw==");
   const CZPoolString pooled = P(u"value"), unpooled(u"kind"), missing = P(u"missing");
   const CZPoolString position = P(u"position"), smooth = P(u"smooth"), mode = P(u"mode");
   unsigned char bytes[4];
@@ -131,7 +159,8 @@ TEST(XmlAttributes, ReadsAllocateNothing) {
     EXPECT_EQ(element.FindAttributeDouble(pooled) + element.FindAttributeInt(position, 0), 12.25);
   }
   EXPECT_TRUE(element.HasAttribute(unpooled) && !element.HasAttribute(missing));
-  EXPECT_TRUE(element.FindAttribute(pooled) == u"12.25s" && element.FindAttribute(u"kind") == u"Linear");
+  EXPECT_TRUE(element.FindAttribute(pooled) == u"12.25s" &&
+              element.FindAttribute(u"kind") == u"Linear");
   EXPECT_TRUE(element.FindAttributeBool(smooth));
   EXPECT_EQ(element.FindAttributeFlags(mode, kColours, 5, u'|'), 5u);
   EXPECT_EQ(element.FindAttributeIndex(unpooled, u"Hold,Linear", u','), 1u);
@@ -146,15 +175,23 @@ TEST(XmlStorage, WritesThroughACopyNeverShowInTheOriginal) {
       {"SetName", [](CXMLObject& e) { e.SetName(P(u"Other")); }},
       {"SetAttribute", [](CXMLObject& e) { e.SetAttribute(P(u"value"), u"9"); }},
       {"DeleteAttribute", [](CXMLObject& e) { e.DeleteAttribute(P(u"id")); }},
-      {"MergeAttributes", [](CXMLObject& e) { e.MergeAttributes(Element(u"x", {{u"id", u"7"}}), true); }},
+      {"MergeAttributes",
+       [](CXMLObject& e) {
+         e.MergeAttributes(Element(u"x", {{u"id", u"7"}}), true);
+       }},
       {"Add", [](CXMLObject& e) { e.Add(Element(u"Keyframe")); }},
       {"Delete", [](CXMLObject& e) { e.Delete(std::as_const(e).item(0)); }},
       {"DeleteElements", [](CXMLObject& e) { e.DeleteElements(); }},
       {"Set text", [](CXMLObject& e) { e.Set(u"text"); }},
       {"Set bytes", [](CXMLObject& e) { e.Set(reinterpret_cast<const unsigned char*>("ab"), 2); }},
       {"child via item", [](CXMLObject& e) { e.item(1)->SetAttribute(P(u"value"), u"0"); }},
-      {"child via FindNextElement", [](CXMLObject& e) { e.FindNextElement(P(u"Keyframe"), nullptr)->Set(u"x"); }},
-      {"child via GetElements", [](CXMLObject& e) { unsigned n = 0; e.GetElements(n)[1].Free(); }},
+      {"child via FindNextElement",
+       [](CXMLObject& e) { e.FindNextElement(P(u"Keyframe"), nullptr)->Set(u"x"); }},
+      {"child via GetElements",
+       [](CXMLObject& e) {
+         unsigned n = 0;
+         e.GetElements(n)[1].Free();
+       }},
       {"Reassign", [](CXMLObject& e) { e.Reassign(Element(u"Fresh")); }},
       {"Free", [](CXMLObject& e) { e.Free(); }},
   };
@@ -231,17 +268,18 @@ TEST(XmlStorage, ConcurrentReadsOfSharedBinaryData) {
 // ---- Children
 
 // A watch hears of writes to what was observed through it, by tag, and of
-// nothing else; storage that two watches read falls back to the epoch.
+// nothing else; storage that two watches read tells both.
 TEST(XmlWatch, NotesTheTagsOfItsOwnStorageOnly) {
   struct WatchRef {
     CXMLWatch* w = CXMLWatch::Create();
-    ~WatchRef() { w->Release(); }
+    ~WatchRef() { w->Abandon(); }
   } mine, theirs;
   std::vector<std::uint32_t> tags;
   CXMLObject a = Element(u"A"), b = Element(u"B");
   a.Observe(*mine.w, 3);
   b.Observe();
-  std::uint64_t epoch = XMLWriteEpoch(), changes = mine.w->Changes();
+  const std::uint64_t epoch = XMLWriteEpoch();
+  std::uint64_t changes = mine.w->Changes();
   a.SetAttribute(P(u"x"), u"1");
   EXPECT_EQ(XMLWriteEpoch(), epoch) << "a watched write is the watch's alone";
   EXPECT_GT(mine.w->Changes(), changes);
@@ -261,18 +299,19 @@ TEST(XmlWatch, NotesTheTagsOfItsOwnStorageOnly) {
   CXMLObject twice = a;  // one storage under two tags in one reading
   a.Observe(*mine.w, 1);
   twice.Observe(*mine.w, 2);
-  a.Free();  // drops it: the note cannot say which
-  EXPECT_FALSE(mine.w->TakeNoted(tags));
+  a.Free();  // drops it: both tags are told
+  ASSERT_TRUE(mine.w->TakeNoted(tags));
+  std::sort(tags.begin(), tags.end());
+  EXPECT_EQ(tags, (std::vector<std::uint32_t>{1, 2}));
 
   CXMLObject shared = Element(u"C"), copy = shared;
   shared.Observe(*mine.w, 5);
   copy.Observe(*theirs.w, 7);
-  EXPECT_TRUE(mine.w->Shared());
-  EXPECT_TRUE(theirs.w->Shared());
-  EXPECT_FALSE(mine.w->TakeNoted(tags)) << "the first watch reads everything again";
-  epoch = XMLWriteEpoch();
   copy.SetAttribute(P(u"x"), u"1");  // the copy leaves the shared storage
-  EXPECT_GT(XMLWriteEpoch(), epoch);
+  ASSERT_TRUE(mine.w->TakeNoted(tags));
+  EXPECT_EQ(tags, std::vector<std::uint32_t>{5});
+  ASSERT_TRUE(theirs.w->TakeNoted(tags));
+  EXPECT_EQ(tags, std::vector<std::uint32_t>{7});
 }
 
 TEST(XmlChildren, Navigation) {
@@ -283,10 +322,12 @@ TEST(XmlChildren, Navigation) {
   root.item(2)->SetAttribute(P(u"id"), u"2");
   const CXMLObject& view = root;
   std::vector<unsigned> byPointer, byCursor;
-  for (auto* p = view.FindNextElement(P(u"Parameter"), nullptr); p; p = view.FindNextElement(P(u"Parameter"), p)) {
+  for (auto* p = view.FindNextElement(P(u"Parameter"), nullptr); p;
+       p = view.FindNextElement(P(u"Parameter"), p)) {
     byPointer.push_back(static_cast<unsigned>(p - view.item(0)));
   }
-  for (unsigned at = 0; view.FindFirstElement(CZPoolString(u"Parameter"), at); ++at) byCursor.push_back(at);
+  for (unsigned at = 0; view.FindFirstElement(CZPoolString(u"Parameter"), at); ++at)
+    byCursor.push_back(at);
   EXPECT_EQ(byPointer, (std::vector<unsigned>{0, 2, 3}));
   EXPECT_EQ(byCursor, byPointer);
   EXPECT_EQ(view.GetNElements(P(u"Parameter")), 3u);
@@ -319,14 +360,17 @@ TEST(XmlData, BinaryReadsHonourOffsetAndSize) {
   CXMLObject binary(P(u"b"));
   binary.Set(bytes, sizeof bytes);
   const CXMLObject text = Element(u"t", {}, binary.GetData());  // the same bytes as base64 text
-  struct Case { std::uint64_t size, offset, expected; } cases[] = {
-      {4, 0, 4}, {20, 0, 10}, {4, 8, 2}, {4, 10, 0}, {4, 11, 0}, {0, 3, 0}, {~0ull, 9, 1}, {4, ~0ull, 0}};
+  struct Case {
+    std::uint64_t size, offset, expected;
+  } cases[] = {{4, 0, 4},  {20, 0, 10}, {4, 8, 2},     {4, 10, 0},
+               {4, 11, 0}, {0, 3, 0},   {~0ull, 9, 1}, {4, ~0ull, 0}};
   for (const CXMLObject* element : {&std::as_const(binary), &text}) {
     EXPECT_EQ(element->GetDataBinarySize(), 10u);
     for (const Case& c : cases) {
       unsigned char out[32];
       std::memset(out, 0xEE, sizeof out);
-      ASSERT_EQ(element->GetDataBinary(out, c.size, c.offset), c.expected) << c.size << "@" << c.offset;
+      ASSERT_EQ(element->GetDataBinary(out, c.size, c.offset), c.expected)
+          << c.size << "@" << c.offset;
       for (std::uint64_t i = 0; i < c.expected; ++i) EXPECT_EQ(out[i], bytes[c.offset + i]);
       EXPECT_EQ(out[c.expected], 0xEE);  // nothing past the count
     }
@@ -336,11 +380,13 @@ TEST(XmlData, BinaryReadsHonourOffsetAndSize) {
 }
 
 TEST(XmlData, TextDecodesAsBase64) {
-  struct Case { const wchar* text; const char* bytes; /* null: not base64 */ } cases[] = {
-      {u"", ""},          {u"QQ==", "A"},      {u"QUI=", "AB"},       {u"QUJD", "ABC"},
-      {u"QQ", "A"},       {u"QUI", "AB"},      {u" QU\nJD\t", "ABC"}, {u"Q", nullptr},
-      {u"QQ=A", nullptr}, {u"QQ===", nullptr}, {u"QUJD!", nullptr},   {u"QUJ=", "AB"},
-      {u"QQ=", nullptr},  {u"=QUJ", nullptr},  {u"QU\u00e9D", nullptr}};
+  struct Case {
+    const wchar* text;
+    const char* bytes; /* null: not base64 */
+  } cases[] = {{u"", ""},          {u"QQ==", "A"},      {u"QUI=", "AB"},        {u"QUJD", "ABC"},
+               {u"QQ", "A"},       {u"QUI", "AB"},      {u" QU\nJD\t", "ABC"},  {u"Q", nullptr},
+               {u"QQ=A", nullptr}, {u"QQ===", nullptr}, {u"QUJD!", nullptr},    {u"QUJ=", "AB"},
+               {u"QQ=", nullptr},  {u"=QUJ", nullptr},  {u"QU\u00e9D", nullptr}};
   for (const Case& c : cases) {
     const CXMLObject element = Element(u"e", {}, c.text);
     const std::string expected = c.bytes ? c.bytes : "";
@@ -365,10 +411,19 @@ TEST(XmlData, TextDecodesAsBase64) {
 }
 
 TEST(XmlData, CdataIsRequiredForMarkupQuotesAndControls) {
-  struct Case { const wchar* text; bool required; } cases[] = {
-      {u"plain text 1.5", false}, {u"", false},     {u"a<b", true},  {u"a>b", true},
-      {u"a&b", true},             {u"say \"x\"", true}, {u"it's", true}, {u"tab\there", true},
-      {u"\x1f", true},            {u"\u00e9\U0001F600", false}};
+  struct Case {
+    const wchar* text;
+    bool required;
+  } cases[] = {{u"plain text 1.5", false},
+               {u"", false},
+               {u"a<b", true},
+               {u"a>b", true},
+               {u"a&b", true},
+               {u"say \"x\"", true},
+               {u"it's", true},
+               {u"tab\there", true},
+               {u"\x1f", true},
+               {u"\u00e9\U0001F600", false}};
   for (const Case& c : cases) {
     EXPECT_EQ(CXMLObject::CDATARequired(c.text), c.required) << ToUtf8(c.text);
     EXPECT_EQ(CXMLObject::CDATARequired(std::u16string_view(c.text)), c.required) << ToUtf8(c.text);
@@ -425,9 +480,12 @@ TEST(XmlWriter, RefusesWhatCannotBeWrittenWellFormed) {
   badChild.Add(Element(u"ok"));
   badChild.item(0)->Add(Element(u"bad name"));
   const std::pair<const char*, CXMLObject> cases[] = {
-      {"null", CXMLObject()},           {"unnamed", CXMLObject(CZPoolString())},
-      {"space in name", Element(u"a b")}, {"digit first", Element(u"1a")},
-      {"bad attribute name", Element(u"a", {{u"x=y", u"1"}})}, {"bad grandchild", badChild}};
+      {"null", CXMLObject()},
+      {"unnamed", CXMLObject(CZPoolString())},
+      {"space in name", Element(u"a b")},
+      {"digit first", Element(u"1a")},
+      {"bad attribute name", Element(u"a", {{u"x=y", u"1"}})},
+      {"bad grandchild", badChild}};
   for (const auto& [label, element] : cases) {
     CXMLMemOut out;
     EXPECT_FALSE(out.Write(element)) << label;
@@ -442,11 +500,20 @@ TEST(XmlWriter, RefusesWhatCannotBeWrittenWellFormed) {
 // ---- Round trips
 
 TEST(XmlRoundTrip, WrittenTreesReadBackEqual) {
-  const wchar* attrTexts[] = {u"", u"\"quoted\" & 'single'", u"<tag>", u"tab\tand\r\nCRLF", u"\r",
-                              u"  edges  ", u"\x01\x1f", u"\U0001F600 \u00e9", u"&amp; literally", u"]]>"};
-  const wchar* dataTexts[] = {u"  edged text  ", u" ", u"\n\t\n", u"a]]>b]]>", u"]]]]>>",
-                              u"<b>bold</b> & co", u"cr\rlf\r\n", u"\x01 control", u"\r",
-                              u"\U0001F600\U0001F601", u"quote\"apos'", u"&#13;"};
+  const wchar* attrTexts[] = {u"",
+                              u"\"quoted\" & 'single'",
+                              u"<tag>",
+                              u"tab\tand\r\nCRLF",
+                              u"\r",
+                              u"  edges  ",
+                              u"\x01\x1f",
+                              u"\U0001F600 \u00e9",
+                              u"&amp; literally",
+                              u"]]>"};
+  const wchar* dataTexts[] = {
+      u"  edged text  ",   u" ",          u"\n\t\n",       u"a]]>b]]>", u"]]]]>>",
+      u"<b>bold</b> & co", u"cr\rlf\r\n", u"\x01 control", u"\r",       u"\U0001F600\U0001F601",
+      u"quote\"apos'",     u"&#13;"};
   std::vector<std::pair<std::string, CXMLObject>> cases;
   for (const wchar* text : attrTexts) {
     cases.emplace_back("attr " + ToUtf8(text), Element(u"e", {{u"a", text}, {u"b", u"x"}}));
@@ -468,7 +535,8 @@ TEST(XmlRoundTrip, WrittenTreesReadBackEqual) {
   cases.emplace_back("mixed", SampleParameter());
   cases.back().second.Set(u"data and children");
   cases.back().second.item(1)->Add(Element(u"Anchor", {{u"v", u"\U0001F600"}}));
-  cases.emplace_back("names", Element(u"\u00e9l\u00e9ment", {{u"ns:attr", u"1"}, {u"_x.y-z", u"2"}}));
+  cases.emplace_back("names",
+                     Element(u"\u00e9l\u00e9ment", {{u"ns:attr", u"1"}, {u"_x.y-z", u"2"}}));
   // Big enough that the writer hands its text over in many pieces; the
   // non-BMP characters make some piece end inside a surrogate pair.
   cases.emplace_back("large", Element(u"Root"));
@@ -522,7 +590,11 @@ TEST(XmlDoc, ReadsElementsAttributesAndData) {
 
 TEST(XmlDoc, RejectsBadDocumentsWithAResult) {
   constexpr int kAny = -1;
-  struct Case { const char* label; std::string text; int expected; } cases[] = {
+  struct Case {
+    const char* label;
+    std::string text;
+    int expected;
+  } cases[] = {
       {"empty", "", CXMLDoc::kNoElement},
       {"only a comment", "<!-- x -->", CXMLDoc::kNoElement},
       {"unclosed", "<a>", kAny},
@@ -546,7 +618,8 @@ TEST(XmlDoc, RejectsBadDocumentsWithAResult) {
     CXMLDoc doc;
     ASSERT_EQ(doc.OpenDocMemory(std::string_view("<ok/>")), 0);
     const int result = doc.OpenDocMemory(std::string_view(c.text));
-    EXPECT_TRUE(c.expected == kAny ? result != 0 : result == c.expected) << c.label << ": " << result;
+    EXPECT_TRUE(c.expected == kAny ? result != 0 : result == c.expected)
+        << c.label << ": " << result;
     EXPECT_FALSE(doc.GetContentElement()) << c.label;  // a failed open leaves nothing
   }
   // Files that are missing, are folders, or are cut short.

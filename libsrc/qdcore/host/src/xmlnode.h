@@ -69,6 +69,15 @@ struct XMLBytes {
   std::vector<unsigned char> data;
 };
 
+// The watches of a node beyond its first.
+struct WatchLinks {
+  struct Link {
+    CXMLWatch* watch;  // one reference
+    std::uint64_t tag;
+  };
+  std::vector<Link> links;
+};
+
 // One element's content. Handles share it through `refs`; only a handle that
 // holds the sole reference may change it. Made by Create, freed by Release.
 struct CXMLObject::Node {
@@ -82,11 +91,13 @@ struct CXMLObject::Node {
   std::atomic<std::uint64_t> version{0};
   // Observed without a watch: changes advance XMLWriteEpoch().
   std::atomic<bool> watchedPlainly{false};
-  // The watch it was observed through (kSeveralWatches: more than one),
-  // holding a reference, and the tag it was given there, with the reading
-  // that gave it in the high half.
+  // The first watch it was observed through, holding a reference, and the
+  // tag it was given there, with the watch's reading in the high half; then
+  // any others (storage that copies share, or one keyframe copied twice
+  // into a list), under a lock.
   std::atomic<CXMLWatch*> watch{nullptr};
   std::atomic<std::uint64_t> watchTag{0};
+  std::atomic<WatchLinks*> moreWatches{nullptr};
   Node* nextDead = nullptr;  // chains nodes awaiting destruction
   CZPoolString name;
   XMLAttrList attrs;
@@ -113,7 +124,7 @@ struct CXMLObject::Node {
   bool Watched() const noexcept { return version.load(std::memory_order_relaxed) != 0; }
   // Starts watching: gives the storage its first version; the stamp.
   CXMLObject::Stamp Stamp() noexcept;
-  // Joins `w` under `tag`, or marks the storage as watched by several.
+  // Tells `w`, under `tag`, of every later change.
   void Join(CXMLWatch& w, std::uint32_t tag) noexcept;
   // Tells whoever watches this storage that it changed.
   void Notify() const noexcept;

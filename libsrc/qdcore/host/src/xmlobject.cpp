@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string_view>
 #include <unordered_map>
@@ -102,9 +103,14 @@ std::uint64_t NewVersion() noexcept {
 
 void AdvanceEpoch() noexcept { detail::xmlWriteEpoch.fetch_add(1, std::memory_order_acq_rel); }
 
-// Marks storage that several watches observed; never dereferenced.
-alignas(CXMLWatch) char g_severalWatches;
-CXMLWatch* SeveralWatches() noexcept { return reinterpret_cast<CXMLWatch*>(&g_severalWatches); }
+// Guards the watches of nodes beyond their first: taken to join one, to
+// notify them and to free them, so that none goes while it is told.
+std::mutex g_watchLocks[64];
+std::mutex& WatchLock(const void* node) noexcept {
+  return g_watchLocks[(reinterpret_cast<std::uintptr_t>(node) >> 6) % std::size(g_watchLocks)];
+}
+
+constexpr std::uint32_t Reading(std::uint64_t tag) { return static_cast<std::uint32_t>(tag >> 32); }
 
 bool SameText(std::u16string_view a, std::u16string_view b) noexcept {
   return a.size() == b.size() &&
@@ -194,8 +200,11 @@ bool Node::HasData() const noexcept {
 
 Node::~Node() {
   delete bytes.load(std::memory_order_relaxed);
-  CXMLWatch* w = watch.load(std::memory_order_relaxed);
-  if (w && w != SeveralWatches()) w->Release();
+  if (CXMLWatch* w = watch.load(std::memory_order_relaxed)) w->Release();
+  if (WatchLinks* more = moreWatches.load(std::memory_order_relaxed)) {
+    for (const WatchLinks::Link& link : more->links) link.watch->Release();
+    delete more;
+  }
 }
 
 void Node::NoteChange() noexcept {
@@ -208,11 +217,18 @@ void Node::NoteDropped(const Node* node) noexcept {
   if (node && node->Watched()) node->Notify();
 }
 
+// Every watch that observed this storage hears of it under its own tag: a
+// handle that drops shared storage cannot say whose it was, and the watch
+// whose handle did not needs only to read it again to find it unchanged.
 void Node::Notify() const noexcept {
-  CXMLWatch* w = watch.load(std::memory_order_acquire);
-  if (watchedPlainly.load(std::memory_order_acquire) || w == SeveralWatches()) AdvanceEpoch();
-  if (w && w != SeveralWatches()) {
+  if (watchedPlainly.load(std::memory_order_acquire)) AdvanceEpoch();
+  if (CXMLWatch* w = watch.load(std::memory_order_acquire)) {
     w->Note(static_cast<std::uint32_t>(watchTag.load(std::memory_order_relaxed)));
+  }
+  if (!moreWatches.load(std::memory_order_acquire)) return;
+  const std::lock_guard<std::mutex> lock(WatchLock(this));
+  for (const WatchLinks::Link& link : moreWatches.load(std::memory_order_relaxed)->links) {
+    link.watch->Note(static_cast<std::uint32_t>(link.tag));
   }
 }
 
@@ -230,34 +246,51 @@ CXMLObject::Stamp Node::Stamp() noexcept {
   return {reinterpret_cast<std::uintptr_t>(this), current};
 }
 
+// The first watch takes the node's own slot, without a lock; each reading
+// of it takes the slot again. Other watches, and the first one under a
+// second tag in one reading, go to the list, which drops links to watches
+// whose owners let go and to earlier readings.
 void Node::Join(CXMLWatch& w, std::uint32_t tag) noexcept {
-  CXMLWatch* current = watch.load(std::memory_order_acquire);
-  if (!current) {
+  const std::uint32_t reading = w.m_reading.load(std::memory_order_relaxed);
+  const std::uint64_t wanted = std::uint64_t{reading} << 32 | tag;
+  CXMLWatch* first = watch.load(std::memory_order_acquire);
+  if (!first) {
     w.Retain();
-    if (watch.compare_exchange_strong(current, &w, std::memory_order_acq_rel))
-      current = &w;
+    if (watch.compare_exchange_strong(first, &w, std::memory_order_acq_rel))
+      first = &w;
     else
-      w.Release();  // another watch came first: `current` holds it
+      w.Release();  // another watch came first: `first` holds it
+    if (first == &w) return watchTag.store(wanted, std::memory_order_relaxed);
   }
-  if (current != &w) {
-    // Storage two watches read: neither can tell from its own counter when
-    // the other's handle drops it, so both fall back to the epoch.
-    w.m_shared.store(true, std::memory_order_release);
-    if (current == SeveralWatches()) return;
-    if (watch.compare_exchange_strong(current, SeveralWatches(), std::memory_order_acq_rel)) {
-      current->m_shared.store(true, std::memory_order_release);
-      current->NoteAll();
-      current->Release();
+  if (first == &w) {
+    const std::uint64_t had = watchTag.load(std::memory_order_relaxed);
+    if (Reading(had) != reading || had == wanted) {
+      return watchTag.store(wanted, std::memory_order_relaxed);
     }
-    return;
   }
-  // Within one reading, storage under two tags (a keyframe copied into the
-  // list twice) stands for everything.
-  const std::uint64_t reading = w.m_reading.load(std::memory_order_relaxed);
-  const std::uint64_t wanted = reading << 32 | tag;
-  const std::uint64_t had = watchTag.exchange(wanted, std::memory_order_relaxed);
-  if (had >> 32 == reading && had != wanted) {
-    watchTag.store(reading << 32 | CXMLWatch::kEverything, std::memory_order_relaxed);
+  const std::lock_guard<std::mutex> lock(WatchLock(this));
+  WatchLinks* more = moreWatches.load(std::memory_order_relaxed);
+  if (!more) {
+    more = new (std::nothrow) WatchLinks;
+    if (!more) return w.NoteAll();  // unseen from now on: read everything again
+    moreWatches.store(more, std::memory_order_release);
+  }
+  auto& links = more->links;
+  const auto stale = [&](const WatchLinks::Link& link) {
+    return link.watch->Abandoned() || (link.watch == &w && Reading(link.tag) != reading);
+  };
+  for (const WatchLinks::Link& link : links) {
+    if (stale(link)) link.watch->Release();
+  }
+  links.erase(std::remove_if(links.begin(), links.end(), stale), links.end());
+  for (const WatchLinks::Link& link : links) {
+    if (link.watch == &w && link.tag == wanted) return;
+  }
+  try {
+    links.push_back({&w, wanted});
+    w.Retain();
+  } catch (const std::bad_alloc&) {
+    w.NoteAll();
   }
 }
 
@@ -820,10 +853,10 @@ CXMLObject::Stamp CXMLObject::Observe() const noexcept {
   return m_node->Stamp();
 }
 
-CXMLObject::Stamp CXMLObject::Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept {
-  if (!m_node) return {};
+void CXMLObject::Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept {
+  if (!m_node) return;
+  m_node->Stamp();  // watched from now on
   m_node->Join(watch, tag);
-  return m_node->Stamp();
 }
 
 bool CXMLObject::IsUnchanged(const Stamp& stamp) const noexcept {
@@ -869,11 +902,17 @@ void CXMLWatch::Release() noexcept {
   if (m_refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
 }
 
+void CXMLWatch::Abandon() noexcept {
+  m_abandoned.store(true, std::memory_order_release);
+  Release();
+}
+
 // Writes to one watch's storage do not overlap (they are writes to one
 // parameter), yet the slots are atomic so that a stray one stays defined.
 void CXMLWatch::Note(std::uint32_t tag) noexcept {
   const std::uint32_t at = m_noted.fetch_add(1, std::memory_order_relaxed);
   if (at < kKept) m_tags[at].store(tag, std::memory_order_relaxed);
+  if (at > kKept) m_noted.store(kKept + 1, std::memory_order_relaxed);  // bounded
   m_changes.fetch_add(1, std::memory_order_acq_rel);
 }
 

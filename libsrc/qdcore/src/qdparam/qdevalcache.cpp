@@ -2,8 +2,7 @@
 // keyframes lie on a clip is qdtimeline.cpp; value arrays are qdvaluearrays.cpp.
 //
 //   1. Reading      the parameter and its keyframes, as their getters read them
-//   2. Checking     whether a cache still describes its parameter
-//   3. Publishing   one cache per parameter, shared by concurrent readers
+//   2. Publishing   one cache per parameter, shared by concurrent readers
 // Reading again in place what a write named is qdevalcachepatch.cpp.
 #include "qdevalcache.h"
 
@@ -87,12 +86,10 @@ bool CParam::EvalCache::Build(const CParam& param, EvalWatch& watch) {
   m_watch = watch.watch;
   m_watch->TakeNoted(watch.noted);
   m_seen.store(m_watch->Changes(), std::memory_order_relaxed);
-  m_epoch.store(XMLWriteEpoch(), std::memory_order_relaxed);
   const unsigned int kind = param.GetType();
   if (kind != PARAM_DOUBLE && kind != PARAM_LONG && kind != PARAM_BOOL) return false;
   m_watch->StartReading();
   if (!Observe(param)) return false;
-  m_shared = m_watch->Shared();
   ReadParameter(param);
   const CKeyFrame* keys = Keys(param);
   const unsigned int count = m_keyCount;
@@ -110,7 +107,7 @@ void CParam::EvalCache::LinkLogarithm(unsigned int i) {
   m_keys[i].logValue = linLog ? LogOnePlus(m_keys[i].value) : 0.0;
 }
 
-// Stamps every element that evaluation reads, each under the tag of the
+// Watches every element that evaluation reads, each under the tag of the
 // keyframe it belongs to. A handle without storage would take new storage
 // unseen by any watcher, so it cannot be cached.
 bool CParam::EvalCache::Observe(const CParam& param) {
@@ -122,35 +119,25 @@ bool CParam::EvalCache::Observe(const CParam& param) {
   m_tagOf.resize(count);
   std::iota(m_tagOf.begin(), m_tagOf.end(), 0u);
   m_indexOf = m_tagOf;
-  m_childCounts.reserve(count);
-  m_stamps.reserve(1 + std::size_t{count});
-  m_stamps.push_back(element.Observe(*m_watch, kElementTag));
+  element.Observe(*m_watch, kElementTag);
   for (unsigned int i = 0; i < count; ++i) {
-    unsigned int children = 0;
-    static_cast<const CXMLObject&>(keys[i]).GetElements(children);
-    const std::size_t at = m_stamps.size();
-    m_childCounts.push_back(children);
-    m_stamps.resize(at + 1 + children);
-    if (!ObserveKeyFrame(keys[i], i, m_stamps.data() + at)) return false;
+    if (!ObserveKeyFrame(keys[i], i)) return false;
   }
   return true;
 }
 
-// Keyframe `index` and its children, under the keyframe's tag, into
-// `stamps` when given; false for a handle without storage.
-bool CParam::EvalCache::ObserveKeyFrame(const CKeyFrame& keyFrame, unsigned int index,
-                                        CXMLObject::Stamp* stamps) {
+// Keyframe `index` and its children, under the keyframe's tag; false for a
+// handle without storage.
+bool CParam::EvalCache::ObserveKeyFrame(const CKeyFrame& keyFrame, unsigned int index) {
   const CXMLObject& kf = keyFrame;
   if (!kf) return false;
   const std::uint32_t tag = m_tagOf[index];
+  kf.Observe(*m_watch, tag);
   unsigned int children = 0;
   const CXMLObject* child = kf.GetElements(children);
-  const CXMLObject::Stamp stamp = kf.Observe(*m_watch, tag);
-  if (stamps) *stamps++ = stamp;
   for (unsigned int j = 0; j < children; ++j) {
     if (!child[j]) return false;
-    const CXMLObject::Stamp childStamp = child[j].Observe(*m_watch, tag);
-    if (stamps) *stamps++ = childStamp;
+    child[j].Observe(*m_watch, tag);
   }
   return true;
 }
@@ -197,48 +184,7 @@ void CParam::EvalCache::ReadKeyFrame(const CKeyFrame& kf) {
 }
 
 // ===========================================================================
-// 2. Checking
-// ===========================================================================
-
-// The keyframe count is compared every time: adding a keyframe writes to no
-// element that the cache watches.
-bool CParam::EvalCache::IsCurrent(const CParam& param, EvalWatch& watch) const {
-  if (KeyCount(param) != m_keyCount) return false;
-  const std::uint64_t changes = m_watch->Changes(), epoch = XMLWriteEpoch();
-  const bool seen = m_seen.load(std::memory_order_relaxed) == changes;
-  if (seen && (!m_shared || m_epoch.load(std::memory_order_relaxed) == epoch)) return true;
-  if (!m_shared) return false;  // a patch reads what changed
-  // Something watched changed, most often another parameter: look again.
-  if (!StillHolds(param)) return false;
-  m_watch->TakeNoted(watch.noted);
-  m_epoch.store(epoch, std::memory_order_release);
-  m_seen.store(changes, std::memory_order_release);
-  return true;
-}
-
-bool CParam::EvalCache::StillHolds(const CParam& param) const {
-  if (!m_stampsKept) return false;
-  if (param.GetType() != type) return false;
-  const CXMLObject& element = param;
-  if (!element.IsUnchanged(m_stamps[0])) return false;
-  unsigned int count = 0;
-  const CKeyFrame* keys = param.m_KeyFrameList.GetArray(count);
-  std::size_t at = 1;
-  for (unsigned int i = 0; i < count; ++i) {
-    const CXMLObject& kf = keys[i];
-    if (!kf.IsUnchanged(m_stamps[at++])) return false;
-    unsigned int children = 0;
-    const CXMLObject* child = kf.GetElements(children);
-    if (children != m_childCounts[i]) return false;
-    for (unsigned int j = 0; j < children; ++j) {
-      if (!child[j].IsUnchanged(m_stamps[at++])) return false;
-    }
-  }
-  return true;
-}
-
-// ===========================================================================
-// 3. Publishing
+// 2. Publishing
 // ===========================================================================
 
 namespace {
@@ -284,7 +230,7 @@ const CParam::EvalCache* CParam::EvalCache::Refresh(const CParam& param) {
 const CParam::EvalCache* CParam::EvalCache::RefreshAlone(const CParam& param, EvalWatch& watch) {
   EvalCache* current = param.m_EvalCache.load(std::memory_order_acquire);
   try {
-    if (current && current->IsCurrent(param, watch)) return current;
+    if (current && current->IsCurrent(param)) return current;
     if (current && current->Patch(param, watch)) return current;
     if (current) current->m_patchable = false;
     auto fresh = std::make_unique<EvalCache>();

@@ -5,17 +5,15 @@
 // XML read at the time of the call would give. It is built by const
 // evaluations and checked before each use against the parameter's own
 // watch (EvalWatch), which every write to an element it read advances,
-// naming the keyframe written:
+// naming the keyframe written, and which every keyframe going in or out of
+// the list advances, naming where:
 //   - the watch unchanged and the keyframe count unchanged: current (the
 //     usual case, three loads); a write to another parameter is not seen;
-//   - else the keyframes named are read again in place, which costs the
-//     keyframes written, not the keyframes held; or, when the writes named
-//     too much (the list reordered, more writes than the watch keeps), the
-//     cache is rebuilt.
-// An element that another parameter's cache read too (a copy sharing it)
-// cannot say whose handle dropped it: such a cache falls back to the
-// process-wide XMLWriteEpoch(), looks at every element it read when that
-// moves, and is rebuilt rather than patched.
+//   - else what was named is read again in place, which costs the keyframes
+//     written, not the keyframes held; or, when the writes named too much
+//     (more than the watch keeps), the cache is rebuilt.
+// Elements that copies share tell every cache that read them: the one
+// whose handle did not write reads them again and finds them unchanged.
 // Several threads may evaluate one parameter at once. Writes never overlap
 // its reads, so whoever first finds the cache stale after a write has it to
 // itself: one refresh runs at a time (others read live meanwhile), it
@@ -60,7 +58,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalWatch {
   std::atomic_flag refreshing;              // a refresh of the cache runs
   std::vector<std::uint32_t> noted, dirty;  // the refresh's scratch
   ~EvalWatch() {
-    if (watch) watch->Release();
+    if (watch) watch->Abandon();
   }
 };
 
@@ -77,9 +75,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   static const EvalCache* For(const CParam& param) {
     const EvalCache* current = param.m_EvalCache.load(std::memory_order_acquire);
     if (current && current->m_seen.load(std::memory_order_acquire) == current->m_watch->Changes() &&
-        current->m_keyCount == KeyCount(param) &&
-        (!current->m_shared ||
-         current->m_epoch.load(std::memory_order_acquire) == XMLWriteEpoch())) {
+        current->m_keyCount == KeyCount(param)) {
       return current;
     }
     return Refresh(param);
@@ -189,7 +185,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   bool Shift(std::uint32_t note, std::vector<std::uint32_t>& dirty);
   void InsertKey(unsigned int index);
   void RemoveKey(unsigned int index);
-  bool ObserveKeyFrame(const CKeyFrame& kf, unsigned int index, CXMLObject::Stamp* stamps);
+  bool ObserveKeyFrame(const CKeyFrame& kf, unsigned int index);
   void LinkLogarithm(unsigned int index);
   void RelineKeyFrame(Timeline& line, unsigned int index) const;
   // The parameter's keyframes, read as the list keeps them.
@@ -199,8 +195,10 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   static unsigned int KeyCount(const CParam& param) {
     return static_cast<unsigned int>(param.m_KeyFrameList.GetSize() / sizeof(CKeyFrame));
   }
-  bool IsCurrent(const CParam& param, EvalWatch& watch) const;
-  bool StillHolds(const CParam& param) const;
+  bool IsCurrent(const CParam& param) const {
+    return m_seen.load(std::memory_order_relaxed) == m_watch->Changes() &&
+           m_keyCount == KeyCount(param);
+  }
   const Timeline* TimelineFor(mtime duration, mtime minDuration) const;
   std::unique_ptr<Timeline> Resolve(mtime duration, mtime minDuration) const;
   Bracket Walk(mtime time, mtime duration, mtime minDuration, unsigned int& cursor) const;
@@ -239,13 +237,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   // ---- what it was read from
   CXMLWatch* m_watch = nullptr;                  // the parameter's (it outlives the cache)
   mutable std::atomic<std::uint64_t> m_seen{0};  // its count of changes read in
-  bool m_shared = false;  // an element another cache reads too: the epoch counts
-  mutable std::atomic<std::uint64_t> m_epoch{0};
   unsigned int m_keyCount = 0;
-  // The element, then each keyframe followed by each of its children.
-  std::vector<CXMLObject::Stamp> m_stamps;
-  std::vector<unsigned int> m_childCounts;
-  bool m_stampsKept = true;  // false once patched: the stamps no longer line up
 
   // Clip lengths asked about, each resolved once. Slots fill and stay until
   // the cache goes; further lengths are walked without being kept.

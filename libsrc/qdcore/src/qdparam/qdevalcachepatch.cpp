@@ -15,7 +15,7 @@ namespace qdcore {
 // order noted; the keyframes it touched and those written are read last,
 // each once, by the tag that stays with it.
 bool CParam::EvalCache::Patch(const CParam& param, EvalWatch& watch) {
-  if (!m_patchable || m_shared || m_liveWalk) return false;
+  if (!m_patchable || m_liveWalk) return false;
   m_patchable = false;
   const std::uint64_t changes = m_watch->Changes();
   std::vector<std::uint32_t>& noted = watch.noted;
@@ -40,9 +40,6 @@ bool CParam::EvalCache::Patch(const CParam& param, EvalWatch& watch) {
     if (tag >= m_indexOf.size()) return false;  // not a tag this cache gave
     if (m_indexOf[tag] != kGone && !PatchKeyFrame(param, m_indexOf[tag])) return false;
   }
-  // An element read again that another parameter's cache reads too: only
-  // a rebuild takes up the epoch for it.
-  if (m_watch->Shared()) return false;
   // What moved out of the list leaves room behind: start afresh once it is
   // as much as what is in use.
   if (m_indexOf.size() > 2 * std::size_t{m_keyCount} + 64 ||
@@ -68,7 +65,6 @@ bool CParam::EvalCache::PatchElement(const CParam& param) {
   const CXMLObject& element = param;
   if (!element || param.GetType() != type) return false;
   element.Observe(*m_watch, kElementTag);
-  m_stampsKept = false;
   ReadParameter(param);
   return true;
 }
@@ -77,8 +73,7 @@ bool CParam::EvalCache::PatchElement(const CParam& param) {
 // longer reads (the walk goes live).
 bool CParam::EvalCache::PatchKeyFrame(const CParam& param, unsigned int index) {
   const CKeyFrame& kf = Keys(param)[index];
-  if (!ObserveKeyFrame(kf, index, nullptr)) return false;
-  m_stampsKept = false;
+  if (!ObserveKeyFrame(kf, index)) return false;
   const KeyPosition position = ReadKeyPosition(kf);
   if (!position.read) return false;
   Anchor anchors[kMaxSplineAnchors];

@@ -205,14 +205,15 @@ class QDHOST_API CXMLObject {
   // and its keyframes (numbers, times, anchors) and must know, in a load or
   // two per call, that none of it changed, and which part did when some
   // did. A replacement host layer needs to provide exactly this and no
-  // more: Observe and IsUnchanged below, a process-wide counter
-  // (XMLWriteEpoch) that advances on every write to storage observed
-  // without a watch, and CXMLWatch, whose own counter advances, with the
-  // tag given, on every write to storage observed through it. A host that
-  // cannot track writes may return a fresh stamp from Observe, false from
-  // IsUnchanged, and note every tag as unknown (CXMLWatch::NoteAll) on
-  // every write: evaluation then re-reads each parameter when asked, which
-  // costs speed but never a wrong value.
+  // more: CXMLWatch, whose counter advances, with the tag given, on every
+  // write to storage observed through it (and on every handle dropping or
+  // replacing such storage); and, for lookups that watch a whole list,
+  // Observe, IsUnchanged and a process-wide counter (XMLWriteEpoch) that
+  // advances on every write to storage observed without a watch. A host
+  // that cannot track writes may return a fresh stamp from Observe, false
+  // from IsUnchanged, advance the counter and note every watch's tags as
+  // unknown (CXMLWatch::NoteAll) on every write: evaluation then re-reads
+  // each parameter when asked, which costs speed but never a wrong value.
   /// What a handle held when observed: its storage and that storage's version.
   struct Stamp {
     std::uintptr_t storage = 0;  ///< an address, kept only to compare
@@ -223,11 +224,10 @@ class QDHOST_API CXMLObject {
   /// returns its stamp. Any later write to watched storage, and any handle
   /// that drops or replaces watched storage, advances XMLWriteEpoch().
   Stamp Observe() const noexcept;
-  /// As Observe, but later writes to this storage, and handles dropping or
-  /// replacing it, advance `watch` with `tag` instead of the process-wide
-  /// counter. Storage that a second watch observes advances the process-wide
-  /// counter from then on, and the first watch learns it (CXMLWatch::Shared).
-  Stamp Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept;
+  /// Later writes to this element's own storage, and handles dropping or
+  /// replacing it, advance `watch` with `tag`. Storage that several watches
+  /// observed tells each of them, under its own tag.
+  void Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept;
   /// True when this handle still holds the storage `stamp` was taken from,
   /// unchanged since. Never true for a null handle.
   bool IsUnchanged(const Stamp& stamp) const noexcept;
@@ -266,9 +266,11 @@ class QDHOST_API CXMLWatch {
 
   /// Advances whenever storage observed through this watch changes.
   std::uint64_t Changes() const noexcept { return m_changes.load(std::memory_order_acquire); }
-  /// True once storage observed through this watch was observed through
-  /// another too: its changes advance XMLWriteEpoch() as well.
-  bool Shared() const noexcept { return m_shared.load(std::memory_order_acquire); }
+  /// The owner lets go: drops its reference, and storage that still holds
+  /// one forgets this watch when another joins it.
+  void Abandon() noexcept;
+  /// True once the owner let go.
+  bool Abandoned() const noexcept { return m_abandoned.load(std::memory_order_acquire); }
   /// Records that `tag` changed and advances the counter.
   void Note(std::uint32_t tag) noexcept;
   /// Records that everything may have changed and advances the counter.
@@ -277,9 +279,8 @@ class QDHOST_API CXMLWatch {
   /// noted, repeats included); false when they were too many to keep, or
   /// one was kEverything: then everything is to be read again.
   bool TakeNoted(std::vector<std::uint32_t>& tags);
-  /// Starts a new reading of the whole: storage observed from now on under
-  /// a tag it already had in this reading, under another, stands for
-  /// kEverything.
+  /// Starts a new reading of the whole: tags given before it no longer
+  /// count once storage is observed again.
   void StartReading() noexcept { m_reading.fetch_add(1, std::memory_order_relaxed); }
 
  private:
@@ -288,7 +289,7 @@ class QDHOST_API CXMLWatch {
   static constexpr std::size_t kKept = 64;
   std::atomic<std::uint32_t> m_refs{1};
   std::atomic<std::uint64_t> m_changes{0};
-  std::atomic<bool> m_shared{false};
+  std::atomic<bool> m_abandoned{false};
   std::atomic<std::uint32_t> m_reading{1};
   std::atomic<std::uint32_t> m_noted{0};
   std::atomic<std::uint32_t> m_tags[kKept] = {};

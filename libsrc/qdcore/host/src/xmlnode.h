@@ -124,8 +124,8 @@ struct CXMLObject::Node {
   bool Watched() const noexcept { return version.load(std::memory_order_relaxed) != 0; }
   // Starts watching: gives the storage its first version; the stamp.
   CXMLObject::Stamp Stamp() noexcept;
-  // Tells `w`, under `tag`, of every later change.
-  void Join(CXMLWatch& w, std::uint32_t tag) noexcept;
+  // Tells `w`, under `tag`, of every later change; false without memory.
+  bool Join(CXMLWatch& w, std::uint32_t tag) noexcept;
   // Tells whoever watches this storage that it changed.
   void Notify() const noexcept;
   // Before this storage is changed in place.

@@ -250,48 +250,52 @@ CXMLObject::Stamp Node::Stamp() noexcept {
 // of it takes the slot again. Other watches, and the first one under a
 // second tag in one reading, go to the list, which drops links to watches
 // whose owners let go and to earlier readings.
-void Node::Join(CXMLWatch& w, std::uint32_t tag) noexcept {
+bool Node::Join(CXMLWatch& w, std::uint32_t tag) noexcept {
   const std::uint32_t reading = w.m_reading.load(std::memory_order_relaxed);
   const std::uint64_t wanted = std::uint64_t{reading} << 32 | tag;
   CXMLWatch* first = watch.load(std::memory_order_acquire);
   if (!first) {
     w.Retain();
-    if (watch.compare_exchange_strong(first, &w, std::memory_order_acq_rel))
-      first = &w;
-    else
-      w.Release();  // another watch came first: `first` holds it
-    if (first == &w) return watchTag.store(wanted, std::memory_order_relaxed);
+    if (watch.compare_exchange_strong(first, &w, std::memory_order_acq_rel)) {
+      watchTag.store(wanted, std::memory_order_relaxed);
+      return true;
+    }
+    w.Release();  // another watch came first: `first` holds it
   }
   if (first == &w) {
     const std::uint64_t had = watchTag.load(std::memory_order_relaxed);
     if (Reading(had) != reading || had == wanted) {
-      return watchTag.store(wanted, std::memory_order_relaxed);
+      watchTag.store(wanted, std::memory_order_relaxed);
+      return true;
     }
   }
   const std::lock_guard<std::mutex> lock(WatchLock(this));
   WatchLinks* more = moreWatches.load(std::memory_order_relaxed);
   if (!more) {
     more = new (std::nothrow) WatchLinks;
-    if (!more) return w.NoteAll();  // unseen from now on: read everything again
+    if (!more) return false;
     moreWatches.store(more, std::memory_order_release);
   }
   auto& links = more->links;
-  const auto stale = [&](const WatchLinks::Link& link) {
-    return link.watch->Abandoned() || (link.watch == &w && Reading(link.tag) != reading);
-  };
+  std::size_t kept = 0;
   for (const WatchLinks::Link& link : links) {
-    if (stale(link)) link.watch->Release();
+    if (link.watch == &w && link.tag == wanted) return true;
+    const bool stale =
+        link.watch->Abandoned() || (link.watch == &w && Reading(link.tag) != reading);
+    if (stale) {
+      link.watch->Release();
+    } else {
+      links[kept++] = link;
+    }
   }
-  links.erase(std::remove_if(links.begin(), links.end(), stale), links.end());
-  for (const WatchLinks::Link& link : links) {
-    if (link.watch == &w && link.tag == wanted) return;
-  }
+  links.resize(kept);
   try {
     links.push_back({&w, wanted});
-    w.Retain();
   } catch (const std::bad_alloc&) {
-    w.NoteAll();
+    return false;
   }
+  w.Retain();
+  return true;
 }
 
 void Node::Adopt(CXMLObject& element, Node* node) noexcept {
@@ -853,10 +857,10 @@ CXMLObject::Stamp CXMLObject::Observe() const noexcept {
   return m_node->Stamp();
 }
 
-void CXMLObject::Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept {
-  if (!m_node) return;
+bool CXMLObject::Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept {
+  if (!m_node) return false;
   m_node->Stamp();  // watched from now on
-  m_node->Join(watch, tag);
+  return m_node->Join(watch, tag);
 }
 
 bool CXMLObject::IsUnchanged(const Stamp& stamp) const noexcept {

@@ -119,7 +119,7 @@ bool CParam::EvalCache::Observe(const CParam& param) {
   m_tagOf.resize(count);
   std::iota(m_tagOf.begin(), m_tagOf.end(), 0u);
   m_indexOf = m_tagOf;
-  element.Observe(*m_watch, kElementTag);
+  if (!element.Observe(*m_watch, kElementTag)) return false;
   for (unsigned int i = 0; i < count; ++i) {
     if (!ObserveKeyFrame(keys[i], i)) return false;
   }
@@ -127,17 +127,15 @@ bool CParam::EvalCache::Observe(const CParam& param) {
 }
 
 // Keyframe `index` and its children, under the keyframe's tag; false for a
-// handle without storage.
+// handle without storage, or one the watch cannot take on.
 bool CParam::EvalCache::ObserveKeyFrame(const CKeyFrame& keyFrame, unsigned int index) {
   const CXMLObject& kf = keyFrame;
-  if (!kf) return false;
   const std::uint32_t tag = m_tagOf[index];
-  kf.Observe(*m_watch, tag);
+  if (!kf.Observe(*m_watch, tag)) return false;
   unsigned int children = 0;
   const CXMLObject* child = kf.GetElements(children);
   for (unsigned int j = 0; j < children; ++j) {
-    if (!child[j]) return false;
-    child[j].Observe(*m_watch, tag);
+    if (!child[j].Observe(*m_watch, tag)) return false;
   }
   return true;
 }

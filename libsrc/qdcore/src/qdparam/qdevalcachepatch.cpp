@@ -63,8 +63,8 @@ bool CParam::EvalCache::Patch(const CParam& param, EvalWatch& watch) {
 
 bool CParam::EvalCache::PatchElement(const CParam& param) {
   const CXMLObject& element = param;
-  if (!element || param.GetType() != type) return false;
-  element.Observe(*m_watch, kElementTag);
+  if (param.GetType() != type) return false;
+  if (!element.Observe(*m_watch, kElementTag)) return false;
   ReadParameter(param);
   return true;
 }

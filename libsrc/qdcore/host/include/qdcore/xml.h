@@ -226,8 +226,9 @@ class QDHOST_API CXMLObject {
   Stamp Observe() const noexcept;
   /// Later writes to this element's own storage, and handles dropping or
   /// replacing it, advance `watch` with `tag`. Storage that several watches
-  /// observed tells each of them, under its own tag.
-  void Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept;
+  /// observed tells each of them, under its own tag. False for a null handle,
+  /// or when there is no memory to note one more watch: no change is told then.
+  bool Observe(CXMLWatch& watch, std::uint32_t tag) const noexcept;
   /// True when this handle still holds the storage `stamp` was taken from,
   /// unchanged since. Never true for a null handle.
   bool IsUnchanged(const Stamp& stamp) const noexcept;

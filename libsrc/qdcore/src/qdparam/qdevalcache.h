@@ -93,6 +93,13 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
     double Interpolate(mtime time, mtime duration, mtime minDuration, double def) const {
       return m_cache.Interpolate(m_param, time, duration, minDuration, def, m_cursor);
     }
+    ValueSlope Slope(mtime time, mtime duration, mtime minDuration, double def) const {
+      return m_cache.Slope(m_param, time, duration, minDuration, def, m_cursor);
+    }
+    bool Snaps() const {
+      return m_cache.type == PARAM_LONG ? m_cache.longLimits.grid > 0
+                                        : m_cache.doubleLimits.grid > 0.0;
+    }
     // A keyframed Bool parameter's value: it steps from keyframe to keyframe.
     bool SteppedBool(mtime time, mtime duration, mtime minDuration, bool def) const;
     // Value array samples of an active, keyframed Double parameter from
@@ -126,6 +133,9 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   // value before limits. `cursor` carries the last segment between calls.
   double Interpolate(const CParam& param, mtime time, mtime duration, mtime minDuration, double def,
                      unsigned int& cursor) const;
+  // Interpolate's value with its slope per second (qdderivative.h).
+  ValueSlope Slope(const CParam& param, mtime time, mtime duration, mtime minDuration, double def,
+                   unsigned int& cursor) const;
   Run FillRun(const CParam& param, mtime duration, mtime minDuration, mtime start, mtime step,
               double def, double* values, unsigned long from, unsigned long count,
               unsigned int& cursor) const;

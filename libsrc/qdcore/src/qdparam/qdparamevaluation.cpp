@@ -168,6 +168,16 @@ void ParamEvaluation::ForgetMinDuration(CParam& param) {
   CacheMinDuration(param.m_MinDuration, mtime::unassigned);
 }
 
+double CParam::GetDerivativeDouble(const mtime& time, const mtime& duration) const {
+  return ParamEvaluation::Slope(*this, time, duration, CachedMinDuration(m_MinDuration));
+}
+
+double ParamEvaluation::Slope(const CParam& param, mtime time, mtime duration, mtime minDuration) {
+  return Read(param, [&](const auto& source) {
+    return NumberSlope(source, time, duration, minDuration);
+  });
+}
+
 double CParam::GetIntegralDouble(const mtime& time, const mtime& duration) const {
   return ParamEvaluation::Integral(*this, time, duration, CachedMinDuration(m_MinDuration));
 }

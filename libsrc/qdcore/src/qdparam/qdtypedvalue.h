@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "qdassert.h"
+#include "qdderivative.h"
 #include "qdcore/log.h"
 #include "qdevalcache.h"
 #include "qdnumbers.h"
@@ -64,6 +65,14 @@ class LiveParam {
   long Enforce(long v) const { return EnforceRestricitionsLong(m_param, v); }
   double Interpolate(mtime time, mtime duration, mtime minDuration, double def) const {
     return InterpolateParamDouble(time, m_param, duration, minDuration, def);
+  }
+  ValueSlope Slope(mtime time, mtime duration, mtime minDuration, double def) const {
+    return SlopeParamDouble(time, m_param, duration, minDuration, def);
+  }
+  // A granularity grid snaps the value of the parameter's type.
+  bool Snaps() const {
+    return Type() == PARAM_LONG ? ReadLongLimits(m_param).grid > 0
+                                : ReadDoubleLimits(m_param).grid > 0.0;
   }
   // Values that cannot be blended step: the keyframe at or before `time`,
   // else the first one after it, else the static value.

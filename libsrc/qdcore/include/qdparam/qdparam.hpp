@@ -179,6 +179,11 @@ class QDPARAM_API Param {
   /// Samples at frames first, first + 1, … of `rate`, each at its exact frame
   /// time (never an accumulated step); false as above or for a bad rate.
   bool frames(Rate rate, std::int64_t first, std::span<double> out) const;
+  /// How fast value(time) moves, in units per second, analytic; at a keyframe
+  /// the slope of the segment it starts; 0 where the value holds, is clamped
+  /// by a limit or snapped to a grid; a Long's is that of its unrounded blend.
+  /// nullopt for types that are not numeric or a stale handle.
+  std::optional<double> slope(double time) const;
   /// The area under a Double parameter from the clip's start to `time`;
   /// nullopt for other types or a stale handle.
   std::optional<double> integral(double time) const;

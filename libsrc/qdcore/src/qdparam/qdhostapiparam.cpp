@@ -195,6 +195,13 @@ std::optional<double> Param::value(double time) const {
                                  0.0);
 }
 
+std::optional<double> Param::slope(double time) const {
+  const CParam* p = Resolve();
+  if (!IsNumeric(p)) return std::nullopt;
+  const CParamSet& set = m_state->set;
+  return ParamEvaluation::Slope(*p, time - set.GetStartTime(), set.GetDuration(), ClipFit(*p));
+}
+
 std::optional<std::string> Param::text(double time) const {
   const CParam* p = Resolve();
   if (!p || p->GetType() != PARAM_STRING) return std::nullopt;

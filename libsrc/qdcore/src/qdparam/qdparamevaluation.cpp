@@ -173,9 +173,8 @@ double CParam::GetDerivativeDouble(const mtime& time, const mtime& duration) con
 }
 
 double ParamEvaluation::Slope(const CParam& param, mtime time, mtime duration, mtime minDuration) {
-  return Read(param, [&](const auto& source) {
-    return NumberSlope(source, time, duration, minDuration);
-  });
+  return Read(param,
+              [&](const auto& source) { return NumberSlope(source, time, duration, minDuration); });
 }
 
 double CParam::GetIntegralDouble(const mtime& time, const mtime& duration) const {

@@ -191,9 +191,8 @@ ValueSlope CParam::EvalCache::Slope(const CParam& param, mtime time, mtime durat
   const unsigned int i = bracket.index;
   const CachedKey prev = i > 0 ? KeyAt(param, i - 1, bracket.line) : CachedKey{};
   const CachedKey next = i < m_keyCount ? KeyAt(param, i, bracket.line) : CachedKey{};
-  const ValueSlope blend =
-      SlopeOfKeys(time, duration, i > 0 ? &prev : nullptr, bracket.prevTime,
-                  i < m_keyCount ? &next : nullptr, bracket.nextTime, def);
+  const ValueSlope blend = SlopeOfKeys(time, duration, i > 0 ? &prev : nullptr, bracket.prevTime,
+                                       i < m_keyCount ? &next : nullptr, bracket.nextTime, def);
   return {blend.value, blend.slope * rate};
 }
 

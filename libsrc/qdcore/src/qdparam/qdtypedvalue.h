@@ -8,8 +8,8 @@
 #include <type_traits>
 
 #include "qdassert.h"
-#include "qdderivative.h"
 #include "qdcore/log.h"
+#include "qdderivative.h"
 #include "qdevalcache.h"
 #include "qdnumbers.h"
 #include "qdparam/keyframe.h"

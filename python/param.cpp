@@ -163,8 +163,7 @@ Times are seconds on the set's time line.)");
           "The area under a Double parameter from the clip's start to time t; None\n"
           "for other types.")
       .def(
-          "slope", [](const ParamHandle& h, double t) { return h.live().slope(t); },
-          py::arg("t"),
+          "slope", [](const ParamHandle& h, double t) { return h.live().slope(t); }, py::arg("t"),
           "How fast the value moves at time t, in units per second (at a keyframe,\n"
           "the slope of the segment it starts; 0 where the value holds, is clamped\n"
           "or snapped); None for String and Binary parameters.")

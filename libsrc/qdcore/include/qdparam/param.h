@@ -176,6 +176,14 @@ class QDPARAM_API CParam : public CXMLObject {
   bool SetAlphaHandling(unsigned int code);
   /// BINARY_INTERPOLATION_* of "binaryInterpolationType"; NONE when absent or unknown.
   unsigned int GetBinaryInterpolationType() const;
+  /// EXTRAPOLATION_* before the first keyframe ("extrapolateBefore"); HOLD when absent or unknown.
+  unsigned int GetExtrapolationBefore() const;
+  /// EXTRAPOLATION_* after the last keyframe ("extrapolateAfter"); HOLD when absent or unknown.
+  unsigned int GetExtrapolationAfter() const;
+  /// Writes "extrapolateBefore" (HOLD deletes it; an unknown code is reported and deletes it too).
+  bool SetExtrapolationBefore(unsigned int code);
+  /// Writes "extrapolateAfter" (HOLD deletes it; an unknown code is reported and deletes it too).
+  bool SetExtrapolationAfter(unsigned int code);
   /// 0 or TIMETRANSLATION_EASEINOUT, the ease of the whole clip.
   unsigned int GetTimeTranslation() const;
   /// Writes "EaseInOut" for TIMETRANSLATION_EASEINOUT and deletes it otherwise; always true.

@@ -14,6 +14,7 @@
 
 #include "qdassert.h"
 #include "qdcore/core.h"
+#include "qdextrapolation.h"
 #include "qdinterpolation.h"
 #include "qdnumbers.h"
 #include "qdparam/export.h"
@@ -31,6 +32,16 @@ inline constexpr const char* kGetDerivativeDoubleSignature =
 QDPARAM_API ValueSlope SlopeParamDouble(mtime time, const CParam& param, mtime duration,
                                         mtime minDuration, double def);
 
+// The keyframed value before limits with its slope, extrapolated as the
+// parameter asks.
+template <typename Param>
+ValueSlope KeyframedSlope(const Param& param, mtime time, mtime duration, mtime minDuration,
+                          double def) {
+  const Extrapolation& modes = param.Extrapolations();
+  if (!modes.Any()) return param.Slope(time, duration, minDuration, def);
+  return ExtrapolatedParamBlend(param, modes, time, duration, minDuration, def);
+}
+
 // The slope of the number `param` (LiveParam or EvalCache::View) gives at
 // `time`; 0 where it stands still, 0 and a report for a type that is no number.
 template <typename Param>
@@ -47,12 +58,13 @@ double NumberSlope(const Param& param, mtime time, mtime duration, mtime minDura
   if (type == PARAM_DOUBLE) {
     double fallback = 0.0;
     param.StaticValue(fallback);
-    const ValueSlope blend = param.Slope(time, duration, minDuration, fallback);
+    const ValueSlope blend = KeyframedSlope(param, time, duration, minDuration, fallback);
     return param.Enforce(blend.value) == blend.value ? blend.slope : 0.0;
   }
   long fallback = 0;
   param.StaticValue(fallback);
-  const ValueSlope blend = param.Slope(time, duration, minDuration, static_cast<double>(fallback));
+  const ValueSlope blend =
+      KeyframedSlope(param, time, duration, minDuration, static_cast<double>(fallback));
   const long whole = RoundHalfAwayFromZero(blend.value);
   return param.Enforce(whole) == whole ? blend.slope : 0.0;
 }

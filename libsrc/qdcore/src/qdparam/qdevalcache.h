@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "qdparam/param.h"
+#include "qdextrapolation.h"
 #include "qdkeys.h"
 #include "qdtimeline.h"
 
@@ -64,6 +65,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   bool inactive = false;
   bool keyFramed = false;
   bool easeInOut = false;  // the parameter's own time translation
+  Extrapolation extrapolation;  // before the first and after the last keyframe
   StoredValue inactiveValue, staticValue;
   DoubleLimits doubleLimits;
   bool plainClamp = false;  // the double limits are a clamp alone (IsPlainClamp)
@@ -96,6 +98,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
     ValueSlope Slope(mtime time, mtime duration, mtime minDuration, double def) const {
       return m_cache.Slope(m_param, time, duration, minDuration, def, m_cursor);
     }
+    const Extrapolation& Extrapolations() const { return m_cache.extrapolation; }
     bool Snaps() const {
       return m_cache.type == PARAM_LONG ? m_cache.longLimits.grid > 0
                                         : m_cache.doubleLimits.grid > 0.0;

@@ -176,14 +176,22 @@ CParam RandomSmoothParam(std::mt19937& random) {
 
 double Value(const CParam& param, double t) { return param.GetValueDouble(t, kDuration, 0.0); }
 
-TEST(Derivative, MatchesACentralDifferenceOfTheValue) {
-  std::mt19937 random(23);
+// Over random parameters, extrapolated before and after their keys when
+// `extrapolated`: the slope is the central difference of the values wherever
+// the values are smooth around the time.
+void ExpectCentralDifferences(unsigned int seed, bool extrapolated) {
+  std::mt19937 random(seed);
   constexpr double h = 1e-6;
   int checked = 0, kinks = 0;
   for (int round = 0; round < 400; ++round) {
-    const CParam param = RandomSmoothParam(random);
+    CParam param = RandomSmoothParam(random);
+    if (extrapolated) {
+      param.SetExtrapolationBefore(random() % (EXTRAPOLATION_OSCILLATE + 1));
+      param.SetExtrapolationAfter(random() % (EXTRAPOLATION_OSCILLATE + 1));
+    }
     for (int i = 0; i < 40; ++i) {
-      const double t = Uniform(random, -1.0, kDuration + 1.0);
+      const double t =
+          Uniform(random, -1.0 - 9.0 * extrapolated, kDuration + 1.0 + 9.0 * extrapolated);
       const double before = Value(param, t - h), at = Value(param, t), after = Value(param, t + h);
       const double left = (at - before) / h, right = (after - at) / h;
       const double central = (after - before) / (2 * h);
@@ -200,6 +208,12 @@ TEST(Derivative, MatchesACentralDifferenceOfTheValue) {
     }
   }
   EXPECT_GT(checked, 10 * kinks);
+}
+
+TEST(Derivative, MatchesACentralDifferenceOfTheValue) { ExpectCentralDifferences(23, false); }
+
+TEST(Derivative, MatchesACentralDifferenceWhereTheValueIsExtrapolated) {
+  ExpectCentralDifferences(31, true);
 }
 
 // ---- the cached route against the live one

@@ -4,6 +4,7 @@
 // parameters, and the attributes through an edit and a round trip.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -141,6 +142,75 @@ TEST(Extrapolation, IntegralIsTheAreaUnderTheExtrapolatedValues) {
         for (double t : {1.0, 3.0, 4.0, 5.3, 7.0, 9.99}) {
           EXPECT_NEAR(*p.integral(t), Quadrature(p, t), 1e-7)
               << Spelled(before) << "/" << Spelled(after) << " to " << t;
+        }
+      }
+    }
+  }
+}
+
+TEST(Extrapolation, InverseFindsTheCrossingsOfEachRepeat) {
+  const double afterLast = std::nextafter(4.0, 5.0);  // a jump right after the span
+  const struct {
+    E before, after;
+    double value;
+    std::vector<double> times;
+  } rows[] = {
+      // Each seam jumps from 30 back to 10, across 20.
+      {E::Hold, E::Cycle, 20.0, {3.0, afterLast, 5.0, 6.0, 7.0, 8.0, 9.0, 10.0}},
+      {E::Cycle, E::Cycle, 20.0, {1.0, 2.0, 3.0, afterLast, 5.0, 6.0, 7.0, 8.0, 9.0, 10.0}},
+      {E::Hold, E::Cycle, 25.0, {3.5, afterLast, 5.5, 6.0, 7.5, 8.0, 9.5, 10.0}},
+      {E::Hold, E::Oscillate, 25.0, {3.5, 4.5, 7.5, 8.5}},
+      {E::Oscillate, E::Hold, 25.0, {0.5, 3.5}},
+      {E::Hold, E::CycleWithOffset, 45.0, {5.5}},
+      {E::Hold, E::CycleWithOffset, 50.0, {6.0}},
+      {E::CycleWithOffset, E::Hold, -5.0, {0.5}},
+      {E::Linear, E::Linear, 5.0, {1.5}},
+      {E::Linear, E::Linear, 45.0, {5.5}},
+      {E::Linear, E::Hold, 30.0, {4.0}},  // reached at the last key, held after
+  };
+  for (const auto& r : rows) {
+    for (bool seconds : {false, true}) {
+      const qd::Set set = Ramp(r.before, r.after, seconds);
+      const qd::Param p = RampParam(set);
+      const std::vector<double> found = p.find_all(r.value);
+      const std::string what =
+          Spelled(r.before) + "/" + Spelled(r.after) + " reaching " + std::to_string(r.value);
+      ASSERT_EQ(found.size(), r.times.size()) << what;
+      for (std::size_t i = 0; i < found.size(); ++i) {
+        EXPECT_NEAR(found[i], r.times[i], 1e-9) << what << " crossing " << i;
+      }
+      if (!found.empty()) {
+        EXPECT_EQ(*p.find(r.value), found.front()) << what;
+      }
+    }
+  }
+}
+
+// Wherever dense samples of the value pass a level, a crossing is reported
+// between them, and every crossing reported reaches the level or jumps across it.
+TEST(Extrapolation, InverseAgreesWithDenseSamples) {
+  constexpr double kStep = 1.0 / 1024;
+  for (E before : kModes) {
+    for (E after : kModes) {
+      const qd::Set set = Ramp(before, after);
+      const qd::Param p = RampParam(set);
+      std::vector<double> v(10 * 1024 + 1);
+      p.values(0.0, kStep, v);
+      for (double level : {-7.3, 5.1, 12.7, 29.9, 33.3, 47.6}) {
+        const std::vector<double> found = p.find_all(level);
+        EXPECT_TRUE(std::is_sorted(found.begin(), found.end()));
+        for (double t : found) {
+          const double a = *p.value(std::nextafter(t, -1e9)), b = *p.value(t);
+          const bool reaches = std::fabs(b - level) < 1e-9 || (a - level) * (b - level) < 0.0;
+          EXPECT_TRUE(reaches) << Spelled(before) << "/" << Spelled(after) << " at " << t;
+        }
+        for (std::size_t i = 0; i + 1 < v.size(); ++i) {
+          if (!((v[i] - level) * (v[i + 1] - level) < 0.0)) continue;
+          const double lo = static_cast<double>(i) * kStep, hi = lo + kStep;
+          const bool reported =
+              std::any_of(found.begin(), found.end(), [&](double t) { return t >= lo && t <= hi; });
+          EXPECT_TRUE(reported) << Spelled(before) << "/" << Spelled(after) << " level " << level
+                                << " in [" << lo << ", " << hi << "]";
         }
       }
     }

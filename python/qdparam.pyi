@@ -49,7 +49,15 @@ class Ease(enum.Enum):
     def __or__(self, other: Ease) -> Ease: ...
     def __int__(self) -> int: ...
 
+class Extrapolation(enum.Enum):
+    Hold = 0
+    Linear = 1
+    Cycle = 2
+    CycleWithOffset = 3
+    Oscillate = 4
+
 _InterpolationLike = Union[Interpolation, str]
+_ExtrapolationLike = Union[Extrapolation, str]
 _EaseLike = Union[Ease, str, int]
 
 class Keyframe:
@@ -128,6 +136,9 @@ class Param:
     def set_key_value(self, index: int, value: float) -> None: ...
     def set_key_interpolation(self, index: int, interpolation: _InterpolationLike) -> None: ...
     def set_key_ease(self, index: int, ease: _EaseLike) -> None: ...
+    @property
+    def extrapolation(self) -> Tuple[Extrapolation, Extrapolation]: ...
+    def set_extrapolation(self, before: _ExtrapolationLike, after: _ExtrapolationLike) -> None: ...
 
 class Set:
     """A parameter set: one effect's parameters and the clip they play on."""

@@ -528,6 +528,17 @@ TEST_F(Tool, ShowSummarisesEachParameter) {
   }
 }
 
+TEST_F(Tool, ShowNamesTheExtrapolatedEnds) {
+  SetFile("loop.xml", R"(<Parameter id="1" name="loop" value="0" useKeyframe="True" )"
+                      R"(extrapolateAfter="CycleWithOffset">)"
+                      R"(<Keyframe position="0" value="0" interpolation="Linear"/>)"
+                      R"(<Keyframe position="1" value="10"/></Parameter>)");
+  const Result result = Run({"show", "loop.xml"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("2 keyframes, allowed Hold, Linear, Bezier, Spline, "
+                                    "extrapolated CycleWithOffset after\n"));
+}
+
 TEST_F(Tool, ShowPlacesEveryKindOfKeyframeTimeWhereEvaluationDoes) {
   struct Case {
     std::string position;

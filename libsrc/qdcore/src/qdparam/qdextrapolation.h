@@ -90,6 +90,8 @@ ValueSlope ExtrapolatedBlend(const Extrapolation& modes, const KeyedSpan& span, 
       const double slope =
           before ? at.slope
                  : blend(std::nextafter(end, -std::numeric_limits<double>::infinity())).slope;
+      // A level end stays level out to infinite times, where 0 * inf is NaN.
+      if (slope == 0.0) return at;
       return {at.value + slope * (t - end), slope};
     }
     case EXTRAPOLATION_CYCLE:

@@ -109,8 +109,9 @@ class ExtrapolatedCrossings {
       const double pieceTo = std::min(b, Before(start + length));
       if (pieceFrom > pieceTo) continue;
       const bool back = mode == EXTRAPOLATION_OSCILLATE && std::fmod(k, 2.0) != 0.0;
+      const double target = m_value - k * offset;
       Piece(pieceFrom, pieceTo, [&](double x, double y, std::vector<double>& out) {
-        Repeat(start, back, m_value - k * offset, x, y, out);
+        if (std::isfinite(target)) Repeat(start, back, target, x, y, out);
       });
     }
   }

@@ -19,7 +19,7 @@ namespace qdcore {
 
 // Repeats searched at each end at most: further crossings of a very short
 // span repeated over a long clip are not reported.
-inline constexpr double kMaxSearchedRepeats = 100000.0;
+inline constexpr double kMaxSearchedRepeats = 10000.0;
 
 // `search(a, b, target, out)` appends the crossings of `target` in [a, b] of
 // the span as its keyframes lie, in time order; `at(t)` is the value at t

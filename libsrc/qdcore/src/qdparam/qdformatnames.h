@@ -87,8 +87,9 @@ inline const tagXMLFLAGMAP kTimeTranslationNames[] = {
     {TIMETRANSLATION_EASEOUT, Pooled(u"EaseOut")},
 };
 
-// Hold is no attribute.
+// In code order. Hold is written as no attribute, and read when written.
 inline const tagXMLFLAGMAP kExtrapolationNames[] = {
+    {EXTRAPOLATION_HOLD, Pooled(u"Hold")},
     {EXTRAPOLATION_LINEAR, Pooled(u"Linear")},
     {EXTRAPOLATION_CYCLE, Pooled(u"Cycle")},
     {EXTRAPOLATION_CYCLEWITHOFFSET, Pooled(u"CycleWithOffset")},

@@ -50,11 +50,9 @@ std::string_view name_of(Interpolation interpolation) {
 }
 
 std::string_view name_of(Extrapolation extrapolation) {
-  static const std::string hold = "Hold";
-  static const auto names = Spellings<4>(kExtrapolationNames);
+  static const auto names = Spellings<5>(kExtrapolationNames);
   const auto i = static_cast<std::size_t>(extrapolation);
-  if (i == 0) return hold;
-  return i - 1 < names.size() ? std::string_view(names[i - 1]) : std::string_view();
+  return i < names.size() ? std::string_view(names[i]) : std::string_view();
 }
 
 std::string_view name_of(Ease ease) {

@@ -499,12 +499,9 @@ namespace {
 // An unknown code is reported and treated as Hold, which is no attribute.
 bool WriteExtrapolation(CParam& param, const CZPoolString& attribute, unsigned int code,
                         const char* signature) {
-  if (const CZPoolString* name = NameOf(code, kExtrapolationNames)) {
-    return param.SetValue(attribute, *name);
-  }
-  if (code != EXTRAPOLATION_HOLD) {
-    QD_ILLEGAL_CODE_POINT("SetExtrapolation - invalid mode specified", signature);
-  }
+  const CZPoolString* name = NameOf(code, kExtrapolationNames);
+  if (name && code != EXTRAPOLATION_HOLD) return param.SetValue(attribute, *name);
+  if (!name) QD_ILLEGAL_CODE_POINT("SetExtrapolation - invalid mode specified", signature);
   param.DeleteAttribute(attribute);
   return true;
 }

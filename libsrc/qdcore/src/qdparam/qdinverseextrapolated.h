@@ -5,6 +5,8 @@
 // value sought moved by the offset; a linear end is monotone and searched
 // by halving. Where two pieces meet, a jump across the value counts at the
 // second piece's start, and a value that only carries on is not reported again.
+// A repeat with an offset is searched for the value less the offset, which
+// is exact wherever the limits change neither of the two.
 #pragma once
 
 #include <algorithm>

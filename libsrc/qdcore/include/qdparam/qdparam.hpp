@@ -125,7 +125,7 @@ struct Extrapolations {
 QDPARAM_API std::string_view name_of(Type type);
 /// The format's spelling of an interpolation ("LinLog").
 QDPARAM_API std::string_view name_of(Interpolation interpolation);
-/// The format's spelling of an extrapolation ("CycleWithOffset").
+/// The format's spelling of an extrapolation ("CycleWithOffset"); empty for none of them.
 QDPARAM_API std::string_view name_of(Extrapolation extrapolation);
 /// The format's spelling of an ease ("EaseInOut"); empty for a combination
 /// that has no single name.
@@ -250,7 +250,8 @@ class QDPARAM_API Param {
   /// What the value does before the first and after the last keyframe;
   /// Hold at both ends for a stale handle or a parameter that eases its clip.
   Extrapolations extrapolation() const;
-  /// Sets each end's extrapolation (Hold writes nothing: files stay as they were).
+  /// Sets each end's extrapolation (Hold writes nothing: files stay as they
+  /// were); fails for a mode that does not exist or a stale handle.
   Status set_extrapolation(Extrapolation before, Extrapolation after);
 
   /// The parameter itself, for what this API does not cover; null for a

@@ -26,6 +26,38 @@ void BM_GetValueDouble(benchmark::State& state) {
 }
 BENCHMARK(BM_GetValueDouble)->ArgsProduct({{2, 8, 64, 1024}, {1, 2, 4, 8, 16}});
 
+// The slope at a random time: the same walk, the kind's derivative beside its value.
+void BM_GetDerivativeDouble(benchmark::State& state) {
+  const auto count = static_cast<unsigned int>(state.range(0));
+  const auto kind = static_cast<unsigned int>(state.range(1));
+  const CParam param = KeyframedParam(EvenKeys(count), kind);
+  const std::vector<double> times = RandomTimes();
+  size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(param.GetDerivativeDouble(times[i], kDuration));
+    i = (i + 1) % times.size();
+  }
+  state.SetLabel(KindName(kind));
+}
+BENCHMARK(BM_GetDerivativeDouble)->ArgsProduct({{8, 1024}, {2, 4, 8, 16}});
+
+// A value in the two clips' lengths after the last keyframe of a parameter
+// that extrapolates (Linear, Cycle, CycleWithOffset): the span found on
+// the time line, the time mapped into it, then the usual walk.
+void BM_ExtrapolatedValue(benchmark::State& state) {
+  const auto count = static_cast<unsigned int>(state.range(0));
+  CParam param = KeyframedParam(EvenKeys(count), INTERPOLATION_LINEAR);
+  param.SetExtrapolationAfter(static_cast<unsigned int>(state.range(1)));
+  std::vector<double> times = RandomTimes();
+  for (double& t : times) t = kDuration + 2.0 * t;
+  size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(param.GetValueDouble(times[i], kDuration, 0.0));
+    i = (i + 1) % times.size();
+  }
+}
+BENCHMARK(BM_ExtrapolatedValue)->ArgsProduct({{8, 1024}, {1, 2, 3}});
+
 // One frame per sample across the whole clip; the time per item is the time
 // per sample.
 void BM_GetValueArrayDouble(benchmark::State& state) {

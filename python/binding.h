@@ -52,6 +52,7 @@ double Finite(double value, const char* what);
 // TypeError for anything else.
 qd::Interpolation ToInterpolation(const py::handle& value);
 qd::Ease ToEase(const py::handle& value);
+qd::Extrapolation ToExtrapolation(const py::handle& value);
 
 void BindEnums(py::module_& m);
 void BindSet(py::module_& m);

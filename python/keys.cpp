@@ -167,6 +167,16 @@ void BindKeys(py::module_& m, py::class_<ParamHandle>& param) {
           "Sets keyframe `index`'s Interpolation (the enum or its name, 'Bezier').\n"
           "ValueError when the parameter does not allow it.")
       .def(
+          "set_extrapolation",
+          [](ParamHandle& h, const py::object& before, const py::object& after) {
+            const qd::Extrapolation first = ToExtrapolation(before);
+            const qd::Extrapolation last = ToExtrapolation(after);
+            Check(Edited(h, [&](qd::Param& p) { return p.set_extrapolation(first, last); }));
+          },
+          py::arg("before"), py::arg("after"),
+          "Sets what the value does before the first and after the last keyframe\n"
+          "(an Extrapolation or its name, 'Cycle'); Hold writes nothing.")
+      .def(
           "set_key_ease",
           [](ParamHandle& h, long long index, const py::object& ease) {
             const unsigned int key = KeyIndex(index);

@@ -91,6 +91,10 @@ qd::Interpolation ToInterpolation(const py::handle& value) {
   return ToEnum<qd::Interpolation>(value, "Interpolation");
 }
 
+qd::Extrapolation ToExtrapolation(const py::handle& value) {
+  return ToEnum<qd::Extrapolation>(value, "Extrapolation");
+}
+
 // Eases also combine: Ease.In | Ease.Out (an int), or "In|Out".
 qd::Ease ToEase(const py::handle& value) {
   if (py::isinstance<py::int_>(value) && !py::isinstance<py::bool_>(value)) {
@@ -143,6 +147,14 @@ void BindEnums(py::module_& m) {
       .value("LinLog", qd::Interpolation::LinLog)
       .value("Spline", qd::Interpolation::Spline)
       .value("Custom", qd::Interpolation::Custom);
+  py::enum_<qd::Extrapolation>(
+      m, "Extrapolation",
+      "What a keyframed value does before its first or after its last keyframe.")
+      .value("Hold", qd::Extrapolation::Hold)
+      .value("Linear", qd::Extrapolation::Linear)
+      .value("Cycle", qd::Extrapolation::Cycle)
+      .value("CycleWithOffset", qd::Extrapolation::CycleWithOffset)
+      .value("Oscillate", qd::Extrapolation::Oscillate);
   py::enum_<qd::Ease>(
       m, "Ease",
       "A keyframe's easing of time; Linear is none. In and Out combine: Ease.In | Ease.Out.",

@@ -162,6 +162,19 @@ Times are seconds on the set's time line.)");
           py::arg("t"),
           "The area under a Double parameter from the clip's start to time t; None\n"
           "for other types.")
+      .def_property_readonly(
+          "extrapolation",
+          [](const ParamHandle& h) {
+            const qd::Extrapolations modes = h.live().extrapolation();
+            return py::make_tuple(modes.before, modes.after);
+          },
+          "What the value does (before the first keyframe, after the last): a pair\n"
+          "of Extrapolation.")
+      .def(
+          "slope", [](const ParamHandle& h, double t) { return h.live().slope(t); }, py::arg("t"),
+          "How fast the value moves at time t, in units per second (at a keyframe,\n"
+          "the slope of the segment it starts; 0 where the value holds, is clamped\n"
+          "or snapped); None for String and Binary parameters.")
       .def(
           "next_key", [](const ParamHandle& h, double t) { return h.live().next_key(t); },
           py::arg("t"), "The time of the first keyframe at or after t; None when none.")

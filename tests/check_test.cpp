@@ -55,6 +55,8 @@ TEST(Check, EachKindOfNonsenseIsReportedWithItsLine) {
       {R"(<Parameter id="1" name="a" granularity="0"/>)", {kWarning, 2, "not above 0"}},
       {R"(<Parameter id="1" name="a" granularity="1e-310"/>)", {kWarning, 2, "too small"}},
       {R"(<Parameter id="1" name="a" useKeyframe="yes"/>)", {kWarning, 2, "True or False"}},
+      {R"(<Parameter id="1" name="a" extrapolateAfter="Loop"/>)",
+       {kWarning, 2, "extrapolateAfter: unknown name \"Loop\""}},
       {R"(<Parameter id="-4" name="a"/>)", {kError, 2, "negative id"}},
       {"<Parameter id=\"1\" name=\"a\">\n<Keyframe position=\"0.5\" value=\"nan\"/></Parameter>",
        {kError, 3, "not a finite"}},

@@ -153,6 +153,17 @@ TEST_F(Tool, EvalSamplesTheRequestedTimes) {
 }
 
 // Frames at a rational rate: each at its exact time, numbered from time 0.
+TEST_F(Tool, EvalSlopePrintsUnitsPerSecond) {
+  SetFile("ramp.xml", R"(<Parameter id="1" name="ramp" value="0" useKeyframe="True">)"
+                      R"(<Keyframe position="0" value="0" interpolation="Linear"/>)"
+                      R"(<Keyframe position="0.5" value="50"/></Parameter>)"
+                      R"(<Parameter id="2" name="title" type="String" value="Hi"/>)");
+  const Result result = Run({"eval", "ramp.xml", "--slope", "--step", "2.5", "--format", "csv"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(Lines(result.out), (std::vector<std::string>{"time,ramp,title", "0,10,-", "2.5,10,-",
+                                                         "5,0,-", "7.5,0,-", "10,0,-"}));
+}
+
 TEST_F(Tool, EvalSamplesFramesAtExactTimes) {
   const Result result = Run({"eval", "-p", "opacity", "--fps", "30000/1001", "--frames",
                              "28..31", "--format", "csv"});
@@ -528,6 +539,17 @@ TEST_F(Tool, ShowSummarisesEachParameter) {
       return Cells(line) == row;
     })) << ::testing::PrintToString(row);
   }
+}
+
+TEST_F(Tool, ShowNamesTheExtrapolatedEnds) {
+  SetFile("loop.xml", R"(<Parameter id="1" name="loop" value="0" useKeyframe="True" )"
+                      R"(extrapolateAfter="CycleWithOffset">)"
+                      R"(<Keyframe position="0" value="0" interpolation="Linear"/>)"
+                      R"(<Keyframe position="1" value="10"/></Parameter>)");
+  const Result result = Run({"show", "loop.xml"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("2 keyframes, allowed Hold, Linear, Bezier, Spline, "
+                                    "extrapolated CycleWithOffset after\n"));
 }
 
 TEST_F(Tool, ShowPlacesEveryKindOfKeyframeTimeWhereEvaluationDoes) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,14 +32,22 @@ struct Samples {
   std::vector<std::vector<Value>> rows;  // one per time, one value per parameter
 };
 
-Samples Sample(const Document& document, std::vector<const CParam*> params, Sampling at) {
+// A number parameter's slope; nothing for the other types.
+Value SlopeAt(const qd::Param& param, double time) {
+  const std::optional<double> slope = param.slope(time);
+  return slope ? Value(*slope) : Value();
+}
+
+Samples Sample(const Document& document, std::vector<const CParam*> params, Sampling at,
+               bool slope) {
   Samples samples{std::move(at), std::move(params), {}};
   samples.rows.reserve(samples.at.times.size());
   for (const double time : samples.at.times) {
     std::vector<Value> row;
     row.reserve(samples.params.size());
     for (const CParam* param : samples.params) {
-      row.push_back(ValueAt(document.Api(), document.Handle(*param), time));
+      const qd::Param& handle = document.Handle(*param);
+      row.push_back(slope ? SlopeAt(handle, time) : ValueAt(document.Api(), handle, time));
     }
     samples.rows.push_back(std::move(row));
   }
@@ -183,7 +192,7 @@ void Eval(const EvalOptions& options) {
   Document document(options.file);
   PlaceOnClip(document.Api(), options.timeLine);
   const Samples samples = Sample(document, SelectParams(document.Set(), options.selection),
-                                 SampleTimes(options.timeLine));
+                                 SampleTimes(options.timeLine), options.slope);
   if (options.format == "csv") return PrintCsv(samples);
   if (options.format == "json") return PrintJson(samples, document, options.timeLine);
   PrintTable(samples);

@@ -59,6 +59,8 @@ CLI::App* AddEval(CLI::App& app, EvalOptions& options) {
   command->add_option("--format", options.format, "table (aligned), csv or json")
       ->check(CLI::IsMember({"table", "csv", "json"}))
       ->capture_default_str();
+  command->add_flag("--slope", options.slope,
+                    "print how fast each number moves (units per second) instead of its value");
   command->footer(
       "Example: qdparam eval examples/pip.xml --param opacity --fps 30000/1001 --frames 0..60");
   return command;

@@ -33,6 +33,7 @@ struct EvalOptions {
   Selection selection;
   TimeLine timeLine;
   std::string format = "table";  // or csv, json
+  bool slope = false;             // each number's slope per second instead of its value
 };
 
 struct PlotOptions {

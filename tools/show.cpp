@@ -142,6 +142,21 @@ std::string Activity(const CParam& param) {
   return value.empty() ? status : status + ", inactive value " + value;
 }
 
+// ", extrapolated Oscillate before, Cycle after", naming the ends that do not hold.
+std::string Extrapolations(const CParam& param) {
+  std::string text;
+  for (const auto& [code, end] : {std::pair{param.GetExtrapolationBefore(), " before"},
+                                  {param.GetExtrapolationAfter(), " after"}}) {
+    if (code == EXTRAPOLATION_HOLD) continue;
+    text += (text.empty() ? ", extrapolated " : ", ") +
+            std::string(qd::name_of(static_cast<qd::Extrapolation>(code))) + end;
+  }
+  if (!text.empty() && param.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) {
+    text += " (held: the ease covers the clip alone)";
+  }
+  return text;
+}
+
 std::string KeyFrameSummary(const CParam& param) {
   const unsigned int count = param.GetSize();
   const std::string counted = std::to_string(count) + (count == 1 ? " keyframe" : " keyframes");
@@ -151,7 +166,7 @@ std::string KeyFrameSummary(const CParam& param) {
   std::string summary =
       counted + ", allowed " + InterpolationNames(param.GetAllowedInterpolation());
   if (param.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) summary += ", eased as a whole";
-  return summary;
+  return summary + Extrapolations(param);
 }
 
 std::string AnchorCount(const CKeyFrame& keyFrame) {

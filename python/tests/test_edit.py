@@ -126,3 +126,18 @@ def test_simplify_refuses_and_changes_nothing(ramp, name, args):
     with pytest.raises(ValueError):
         ramp[name].simplify(*args)
     assert ramp.dumps() == before
+
+
+def test_extrapolation_repeats_the_keyed_span_and_is_stored(ramp):
+    p = ramp["ramp"]
+    assert p.extrapolation == (qdparam.Extrapolation.Hold, qdparam.Extrapolation.Hold)
+    ramp.clip = (0.0, 5.0)
+    p.set_extrapolation("Linear", qdparam.Extrapolation.Oscillate)
+    assert p.extrapolation == (qdparam.Extrapolation.Linear, qdparam.Extrapolation.Oscillate)
+    assert (p.value(-1.0), p.slope(-1.0)) == (-20.0, 20.0)  # the ramp's slope goes on
+    assert p.value(6.0) == pytest.approx(80.0)  # back down, a second after the last key
+    assert 'extrapolateAfter="Oscillate"' in ramp.dumps()
+    with pytest.raises(ValueError):
+        p.set_extrapolation("Sideways", "Hold")
+    p.set_extrapolation("Hold", "Hold")
+    assert "extrapolate" not in ramp.dumps()

@@ -65,6 +65,14 @@ def test_what_each_type_answers(ramp):
     assert ramp["ramp"].integral(10.0) == pytest.approx(500.0)
 
 
+def test_slope_is_units_per_second_on_the_set_time_line(ramp):
+    p = ramp["ramp"]
+    assert (p.slope(5.0), p.slope(0.0), p.slope(10.0), p.slope(-1.0)) == (10.0, 10.0, 0.0, 0.0)
+    ramp.clip = (10.0, 20.0)  # twice as long, later: half the slope
+    assert p.slope(20.0) == pytest.approx(5.0)
+    assert (ramp["steps"].slope(1.0), ramp["title"].slope(1.0)) == (0.0, None)
+
+
 def test_clip_moves_and_stretches_the_curve(ramp):
     p = ramp["ramp"]
     assert p.value(5.0) == 50.0

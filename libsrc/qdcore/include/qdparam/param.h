@@ -176,6 +176,14 @@ class QDPARAM_API CParam : public CXMLObject {
   bool SetAlphaHandling(unsigned int code);
   /// BINARY_INTERPOLATION_* of "binaryInterpolationType"; NONE when absent or unknown.
   unsigned int GetBinaryInterpolationType() const;
+  /// EXTRAPOLATION_* before the first keyframe ("extrapolateBefore"); HOLD when absent or unknown.
+  unsigned int GetExtrapolationBefore() const;
+  /// EXTRAPOLATION_* after the last keyframe ("extrapolateAfter"); HOLD when absent or unknown.
+  unsigned int GetExtrapolationAfter() const;
+  /// Writes "extrapolateBefore" (HOLD deletes it; an unknown code is reported and deletes it too).
+  bool SetExtrapolationBefore(unsigned int code);
+  /// Writes "extrapolateAfter" (HOLD deletes it; an unknown code is reported and deletes it too).
+  bool SetExtrapolationAfter(unsigned int code);
   /// 0 or TIMETRANSLATION_EASEINOUT, the ease of the whole clip.
   unsigned int GetTimeTranslation() const;
   /// Writes "EaseInOut" for TIMETRANSLATION_EASEINOUT and deletes it otherwise; always true.
@@ -238,6 +246,11 @@ class QDPARAM_API CParam : public CXMLObject {
   /// The blended payload at `time`: its size when `buffer` is null; 0 when not Binary.
   unsigned int GetValueBinary(const mtime& time, const mtime& duration, unsigned char* buffer,
                               unsigned int size) const;
+  /// The slope of GetValueDouble's value at `time` in units per second, analytic; at a keyframe
+  /// that of the segment it starts. 0 where the value stands still (static, inactive, Bool, Hold,
+  /// before the first or after the last keyframe, clamped by a limit, snapped to a grid) and,
+  /// reported, when the type is not numeric. A Long parameter's is that of its unrounded blend.
+  double GetDerivativeDouble(const mtime& time, const mtime& duration) const;
   /// The area under the value from 0 to `time`; 0 when not Double or a keyframe time is unreadable.
   double GetIntegralDouble(const mtime& time, const mtime& duration) const;
   /// Samples at start + i * step, each as the single-time getter with default 0;

@@ -150,6 +150,13 @@ class QDPARAM_API CParamSet : public CXMLObject {
   double GetIntegralDouble(unsigned long id, const mtime& time) const;
   /// The area under `param` from the clip's start to `time`; 0 for null.
   double GetIntegralDouble(const CParam* param, const mtime& time) const;
+  /// The slope of parameter `name` at `time` in units per second
+  /// (CParam::GetDerivativeDouble); 0 when it is not found.
+  double GetDerivativeDouble(const CZPoolString& name, const mtime& time) const;
+  /// The slope of parameter `id` at `time`; 0 when it is not found.
+  double GetDerivativeDouble(unsigned long id, const mtime& time) const;
+  /// The slope of `param` at `time`; 0 for null.
+  double GetDerivativeDouble(const CParam* param, const mtime& time) const;
   /// The earliest time at or after `from` (set times) at which the
   /// parameter's value reaches `value` (CParam::GetPositionFromValueDouble);
   /// false, `position` untouched, when it never does or the parameter is not found.

@@ -110,10 +110,23 @@ constexpr Ease operator|(Ease a, Ease b) {
   return static_cast<Ease>(static_cast<unsigned int>(a) | static_cast<unsigned int>(b));
 }
 
+/// What a keyframed value does before its first or after its last keyframe:
+/// the end value holds, the end slope goes on, the keyed span repeats (each
+/// repeat from where the last one ended, with an offset), or runs back and forth.
+enum class Extrapolation { Hold, Linear, Cycle, CycleWithOffset, Oscillate };
+/// The extrapolation of each end.
+struct Extrapolations {
+  Extrapolation before = Extrapolation::Hold;
+  Extrapolation after = Extrapolation::Hold;
+  bool operator==(const Extrapolations&) const = default;
+};
+
 /// The format's spelling of a type ("Double"); "Undefined" for Undefined.
 QDPARAM_API std::string_view name_of(Type type);
 /// The format's spelling of an interpolation ("LinLog").
 QDPARAM_API std::string_view name_of(Interpolation interpolation);
+/// The format's spelling of an extrapolation ("CycleWithOffset"); empty for none of them.
+QDPARAM_API std::string_view name_of(Extrapolation extrapolation);
 /// The format's spelling of an ease ("EaseInOut"); empty for a combination
 /// that has no single name.
 QDPARAM_API std::string_view name_of(Ease ease);
@@ -187,6 +200,11 @@ class QDPARAM_API Param {
   /// Samples at frames first, first + 1, … of `rate`, each at its exact frame
   /// time (never an accumulated step); false as above or for a bad rate.
   bool frames(Rate rate, std::int64_t first, std::span<double> out) const;
+  /// How fast value(time) moves, in units per second, analytic; at a keyframe
+  /// the slope of the segment it starts; 0 where the value holds, is clamped
+  /// by a limit or snapped to a grid; a Long's is that of its unrounded blend.
+  /// nullopt for types that are not numeric or a stale handle.
+  std::optional<double> slope(double time) const;
   /// The area under a Double parameter from the clip's start to `time`;
   /// nullopt for other types or a stale handle.
   std::optional<double> integral(double time) const;
@@ -249,6 +267,12 @@ class QDPARAM_API Param {
   /// Refused when the parameter does not allow `interpolation`.
   Status set_key_interpolation(unsigned int index, Interpolation interpolation);
   Status set_key_ease(unsigned int index, Ease ease);  ///< the keyframe's easing
+  /// What the value does before the first and after the last keyframe;
+  /// Hold at both ends for a stale handle or a parameter that eases its clip.
+  Extrapolations extrapolation() const;
+  /// Sets each end's extrapolation (Hold writes nothing: files stay as they
+  /// were); fails for a mode that does not exist or a stale handle.
+  Status set_extrapolation(Extrapolation before, Extrapolation after);
 
   /// The parameter itself, for what this API does not cover; null for a
   /// stale handle. Valid until the set changes.

@@ -38,6 +38,13 @@ inline constexpr unsigned int TIMETRANSLATION_ANCHOREASEINOUT = 2;  ///< "Anchor
 inline constexpr unsigned int TIMETRANSLATION_EASEIN = 4;           ///< "EaseIn", splines
 inline constexpr unsigned int TIMETRANSLATION_EASEOUT = 8;          ///< "EaseOut", splines
 
+// ---- what a keyframed parameter does before its first and after its last keyframe
+inline constexpr unsigned int EXTRAPOLATION_HOLD = 0;    ///< no attribute: the end value holds
+inline constexpr unsigned int EXTRAPOLATION_LINEAR = 1;  ///< "Linear": the end slope goes on
+inline constexpr unsigned int EXTRAPOLATION_CYCLE = 2;   ///< "Cycle": the keyed span repeats
+inline constexpr unsigned int EXTRAPOLATION_CYCLEWITHOFFSET = 3;  ///< "CycleWithOffset"
+inline constexpr unsigned int EXTRAPOLATION_OSCILLATE = 4;        ///< "Oscillate": back and forth
+
 // ---- alpha handling of a parameter
 inline constexpr unsigned int ALPHA_NONE = 0;      ///< no "alpha" attribute
 inline constexpr unsigned int ALPHA_GENERATE = 1;  ///< "Generate"

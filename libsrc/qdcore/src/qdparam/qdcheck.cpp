@@ -426,6 +426,9 @@ void CheckParameter(Findings& out, const CXMLObject& parameter) {
   CheckBool(out, parameter, kActive);
   CheckBool(out, parameter, kUseKeyframe);
   CheckNames(out, parameter, kInterpolation, kInterpolationNames, true, CheckSeverity::kWarning);
+  for (const CZPoolString& end : {kExtrapolateBefore, kExtrapolateAfter}) {
+    CheckNames(out, parameter, end, kExtrapolationNames, false, CheckSeverity::kWarning);
+  }
   CheckNames(out, parameter, kBinaryInterpolationType, kBinaryInterpolationNames, false,
              CheckSeverity::kWarning);
   CheckBinary(out, parameter, PayloadKind(parameter));

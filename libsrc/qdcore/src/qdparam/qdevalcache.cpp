@@ -148,6 +148,7 @@ void CParam::EvalCache::ReadParameter(const CParam& param) {
   inactive = param.GetInactiveStatus(status) && status;
   keyFramed = param.GetKeyFrameStatus();
   easeInOut = param.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT;
+  extrapolation = ReadExtrapolation(param);
   switch (type) {
     case PARAM_DOUBLE:
       inactiveValue.present = param.GetInactiveValueDouble(inactiveValue.real);

@@ -28,6 +28,7 @@
 #include <memory>
 #include <vector>
 
+#include "qdextrapolation.h"
 #include "qdkeys.h"
 #include "qdparam/param.h"
 #include "qdtimeline.h"
@@ -86,6 +87,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   bool inactive = false;
   bool keyFramed = false;
   bool easeInOut = false;  // the parameter's own time translation
+  Extrapolation extrapolation;  // before the first and after the last keyframe
   StoredValue inactiveValue, staticValue;
   DoubleLimits doubleLimits;
   bool plainClamp = false;  // the double limits are a clamp alone (IsPlainClamp)
@@ -114,6 +116,14 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
     long Enforce(long v) const { return EnforceLongLimits(m_cache.longLimits, v); }
     double Interpolate(mtime time, mtime duration, mtime minDuration, double def) const {
       return m_cache.Interpolate(m_param, time, duration, minDuration, def, m_cursor);
+    }
+    ValueSlope Slope(mtime time, mtime duration, mtime minDuration, double def) const {
+      return m_cache.Slope(m_param, time, duration, minDuration, def, m_cursor);
+    }
+    const Extrapolation& Extrapolations() const { return m_cache.extrapolation; }
+    bool Snaps() const {
+      return m_cache.type == PARAM_LONG ? m_cache.longLimits.grid > 0
+                                        : m_cache.doubleLimits.grid > 0.0;
     }
     // A keyframed Bool parameter's value: it steps from keyframe to keyframe.
     bool SteppedBool(mtime time, mtime duration, mtime minDuration, bool def) const;
@@ -148,6 +158,9 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   // value before limits. `cursor` carries the last segment between calls.
   double Interpolate(const CParam& param, mtime time, mtime duration, mtime minDuration, double def,
                      unsigned int& cursor) const;
+  // Interpolate's value with its slope per second (qdderivative.h).
+  ValueSlope Slope(const CParam& param, mtime time, mtime duration, mtime minDuration, double def,
+                   unsigned int& cursor) const;
   Run FillRun(const CParam& param, mtime duration, mtime minDuration, mtime start, mtime step,
               double def, double* values, unsigned long from, unsigned long count,
               unsigned int& cursor) const;

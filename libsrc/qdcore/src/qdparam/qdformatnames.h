@@ -47,6 +47,8 @@ inline const CZPoolString kBinaryInterpolationType = Pooled(u"binaryInterpolatio
 inline const CZPoolString kPosition = Pooled(u"position");
 inline const CZPoolString kRelation = Pooled(u"relation");
 inline const CZPoolString kAllowedValues = Pooled(u"allowedValues");
+inline const CZPoolString kExtrapolateBefore = Pooled(u"extrapolateBefore");
+inline const CZPoolString kExtrapolateAfter = Pooled(u"extrapolateAfter");
 
 // ---- texts
 inline const CZPoolString kTrue = Pooled(u"True");
@@ -83,6 +85,15 @@ inline const tagXMLFLAGMAP kTimeTranslationNames[] = {
     {TIMETRANSLATION_ANCHOREASEINOUT, Pooled(u"AnchorEaseInOut")},
     {TIMETRANSLATION_EASEIN, Pooled(u"EaseIn")},
     {TIMETRANSLATION_EASEOUT, Pooled(u"EaseOut")},
+};
+
+// In code order. Hold is written as no attribute, and read when written.
+inline const tagXMLFLAGMAP kExtrapolationNames[] = {
+    {EXTRAPOLATION_HOLD, Pooled(u"Hold")},
+    {EXTRAPOLATION_LINEAR, Pooled(u"Linear")},
+    {EXTRAPOLATION_CYCLE, Pooled(u"Cycle")},
+    {EXTRAPOLATION_CYCLEWITHOFFSET, Pooled(u"CycleWithOffset")},
+    {EXTRAPOLATION_OSCILLATE, Pooled(u"Oscillate")},
 };
 
 // No handling is no attribute.

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "qdextrapolation.h"
 #include "qdformatnames.h"
 #include "qdhostapi.h"
 #include "qdkeys.h"
@@ -274,6 +275,26 @@ Status Param::set_key_ease(unsigned int index, Ease ease) {
     }
     return {};
   });
+}
+
+Extrapolations Param::extrapolation() const {
+  const CParam* p = Resolve();
+  if (!p) return {};
+  const qdcore::Extrapolation modes = ReadExtrapolation(*p);
+  return {static_cast<Extrapolation>(modes.before), static_cast<Extrapolation>(modes.after)};
+}
+
+Status Param::set_extrapolation(Extrapolation before, Extrapolation after) {
+  CParam* p = Resolve();
+  if (!p) return kStale;
+  const auto code = [](Extrapolation e) { return static_cast<unsigned int>(e); };
+  if (code(before) > EXTRAPOLATION_OSCILLATE || code(after) > EXTRAPOLATION_OSCILLATE) {
+    return Failure("no such extrapolation");
+  }
+  if (!p->SetExtrapolationBefore(code(before)) || !p->SetExtrapolationAfter(code(after))) {
+    return Failure("the extrapolation of " + name() + " cannot be set");
+  }
+  return {};
 }
 
 }  // namespace qd

@@ -49,6 +49,12 @@ std::string_view name_of(Interpolation interpolation) {
   return i < names.size() ? std::string_view(names[i]) : std::string_view();
 }
 
+std::string_view name_of(Extrapolation extrapolation) {
+  static const auto names = Spellings<5>(kExtrapolationNames);
+  const auto i = static_cast<std::size_t>(extrapolation);
+  return i < names.size() ? std::string_view(names[i]) : std::string_view();
+}
+
 std::string_view name_of(Ease ease) {
   static const auto names = Spellings<5>(kTimeTranslationNames);
   const auto bits = static_cast<unsigned int>(ease);
@@ -193,6 +199,13 @@ std::optional<double> Param::value(double time) const {
   const CParamSet& set = m_state->set;
   return ParamEvaluation::Double(*p, time - set.GetStartTime(), set.GetDuration(), ClipFit(*p),
                                  0.0);
+}
+
+std::optional<double> Param::slope(double time) const {
+  const CParam* p = Resolve();
+  if (!IsNumeric(p)) return std::nullopt;
+  const CParamSet& set = m_state->set;
+  return ParamEvaluation::Slope(*p, time - set.GetStartTime(), set.GetDuration(), ClipFit(*p));
 }
 
 std::optional<std::string> Param::text(double time) const {

@@ -4,7 +4,8 @@
 //   2. Samplers   each kind's samples of one segment, for value arrays
 //   3. Integrals  each kind's area
 //   4. Shapes     the values each kind spans and where it turns (inverse lookup)
-//   5. The table
+//   5. Slopes     each kind's value with its derivative, and the eases'
+//   6. The table
 #include "qdinterpolation.h"
 
 #include <algorithm>
@@ -341,7 +342,136 @@ void SplineTurns(const Segment& s, const SegmentShape& shape, std::vector<double
 }
 
 // ===========================================================================
-// 5. The table
+// 5. Slopes
+// ===========================================================================
+//
+// Each value is computed by the same expressions as the value function, so
+// a slope always comes with the very value GetValueDouble gives; the
+// derivative is taken analytically, by the chain rule through every time
+// translation.
+
+}  // namespace
+
+namespace {
+
+// Derivatives below this share of the controls' reach count as zero.
+constexpr double kStill = 1e-9;
+
+// The derivative of order 1, 2 or 3 of the cubic Bezier `p` at u.
+double BezierDerivativeOfOrder(int order, double u, const double (&p)[4]) {
+  if (order == 1) return BezierDerivative(u, p[0], p[1], p[2], p[3]);
+  if (order == 2) {
+    return 6.0 * ((1.0 - u) * (p[2] - 2.0 * p[1] + p[0]) + u * (p[3] - 2.0 * p[2] + p[1]));
+  }
+  return 6.0 * (p[3] - 3.0 * p[2] + 3.0 * p[1] - p[0]);
+}
+
+double Reach(const double (&p)[4]) {
+  return std::max({std::fabs(p[1] - p[0]), std::fabs(p[2] - p[0]), std::fabs(p[3] - p[0])});
+}
+
+// The eased time on the curve (a, p1, p2, b) -> (a, a, b, b), solved as the
+// translations solve it.
+ValueSlope EasedWithSlope(double t, double a, double p1, double p2, double b) {
+  const double u = FindUForBezierValue(t, a, p1, p2, b);
+  return {BezierValue(u, a, a, b, b), CurveSlope(u, {a, p1, p2, b}, {a, a, b, b})};
+}
+
+}  // namespace
+
+double CurveSlope(double u, const double (&x)[4], const double (&y)[4]) {
+  const double xReach = Reach(x), yReach = Reach(y);
+  if (!(yReach > 0.0)) return 0.0;  // a level curve
+  for (int order = 1; order <= 3; ++order) {
+    const double dx = BezierDerivativeOfOrder(order, u, x);
+    const double dy = BezierDerivativeOfOrder(order, u, y);
+    if (std::fabs(dx) > kStill * xReach || std::fabs(dy) > kStill * yReach) return dy / dx;
+  }
+  return 0.0;  // x does not move at all: no slope to speak of
+}
+
+ValueSlope EaseInOutWithSlope(double t, double a, double b) {
+  const double h = (b - a) * 0.5;
+  return EasedWithSlope(t, a, a + h, b - h, b);
+}
+
+ValueSlope EaseInWithSlope(double t, double a, double b) {
+  const double h = (b - a) * 0.5;
+  return EasedWithSlope(t, a, h + a, b, b);
+}
+
+ValueSlope EaseOutWithSlope(double t, double a, double b) {
+  const double h = (b - a) * 0.5;
+  return EasedWithSlope(t, a, a, b - h, b);
+}
+
+namespace {
+
+ValueSlope LinearSlope(const Segment& s, const SegmentShape&, double) {
+  return {LinearValue(s), (s.y1 - s.y0) / static_cast<double>(s.t1 - s.t0)};
+}
+
+// d/dt of (lin + exp(log blend) - 1) / 2: both blends move with f.
+ValueSlope LinLogSlope(const Segment& s, const SegmentShape& shape, double def) {
+  const double value = LinLogValue(s, shape.log0, shape.log1, def);
+  if (s.y0 == -1.0 || s.y1 == -1.0) return {value, 0.0};
+  const double span = static_cast<double>(s.t1 - s.t0);
+  const double f = static_cast<double>(s.time - s.t0) / span;
+  const double logRise = shape.log1 - shape.log0;
+  const double grown = std::exp(logRise * f + shape.log0);
+  return {value, ((s.y1 - s.y0) + logRise * grown) * 0.5 / span};
+}
+
+// Time and value are one curve of u: dy/du over dt/du at the solved u.
+ValueSlope BezierSlope(const Segment& s, const SegmentShape& shape, double) {
+  const BezierHandles& h = shape.handles;
+  const double at = static_cast<double>(s.time);
+  const double u = shape.timeCurve ? SolveBezierInverse(*shape.timeCurve, at)
+                                   : SolveBezierInverse(BezierTimeCurve(s, h), at);
+  const double t0 = static_cast<double>(s.t0), t1 = static_cast<double>(s.t1);
+  const double times[4] = {t0, static_cast<double>(h.outTime * s.duration + t0),
+                           static_cast<double>(h.inTime * s.duration + t1), t1};
+  const double values[4] = {s.y0, s.y0 + h.outValue, s.y1 + h.inValue, s.y1};
+  return {BezierValueAt(s, h, u), CurveSlope(u, times, values)};
+}
+
+ValueSlope SplineWithoutAnchorsSlope(const Segment& s, unsigned int flags) {
+  ValueSlope eased{static_cast<double>(s.time), 1.0};
+  for (const Ease& ease : kSplineEases) {
+    if (!(flags & ease.flag)) continue;
+    eased = ease.withSlope(s.time, s.t0, s.t1);
+    break;
+  }
+  const mtime time = eased.value;
+  const double span = static_cast<double>(s.t1 - s.t0);
+  return {static_cast<double>(time / span) * (s.y1 - s.y0) + s.y0,
+          eased.slope * (s.y1 - s.y0) / span};
+}
+
+ValueSlope SplinePieceSlope(const SplinePiece& piece, mtime time, unsigned int flags) {
+  if (piece.flat) return {piece.level, 0.0};
+  double rate = 1.0;
+  if (flags & TIMETRANSLATION_ANCHOREASEINOUT) {
+    const ValueSlope eased = EaseInOutWithSlope(time, piece.start, piece.end);
+    time = eased.value;
+    rate = eased.slope;
+  }
+  const double span = static_cast<double>(piece.end - piece.start);
+  const double u = static_cast<double>((time - piece.start) / span);
+  const CubicControls& c = piece.controls;
+  return {BezierValue(u, c.start, c.c1, c.c2, c.end),
+          BezierDerivative(u, c.start, c.c1, c.c2, c.end) / span * rate};
+}
+
+ValueSlope SplineSlope(const Segment& s, const SegmentShape& shape, double) {
+  if (shape.anchorCount == 0) return SplineWithoutAnchorsSlope(s, shape.eases);
+  const unsigned int i = SplinePieceAt(s, shape.anchors, shape.anchorCount);
+  return SplinePieceSlope(MakeSplinePiece(s, shape.anchors, shape.anchorCount, i), s.time,
+                          shape.eases);
+}
+
+// ===========================================================================
+// 6. The table
 // ===========================================================================
 
 // None is a member of a parameter's allowed set, not a keyframe's blend: a
@@ -350,19 +480,19 @@ void SplineTurns(const Segment& s, const SegmentShape& shape, std::vector<double
 
 extern constexpr InterpolationKind kInterpolationKinds[kInterpolationKindCount] = {
     {INTERPOLATION_HOLD, ShapeNeeds::Nothing, true, nullptr, nullptr, &HeldIntegral, nullptr,
-     nullptr},
+     nullptr, nullptr},
     {INTERPOLATION_LINEAR, ShapeNeeds::Nothing, false, &Linear, &SampleLinear, &LinearIntegral,
-     &EndsRange, nullptr},
+     &EndsRange, nullptr, &LinearSlope},
     {INTERPOLATION_BEZIER, ShapeNeeds::Handles, false, &Bezier, &SampleBezier, &CurvedIntegral,
-     &BezierRange, &BezierSegmentTurns},
+     &BezierRange, &BezierSegmentTurns, &BezierSlope},
     {INTERPOLATION_LINLOG, ShapeNeeds::Logarithms, false, &LinLog, &SampleLinLog, &CurvedIntegral,
-     &LinLogRange, nullptr},
+     &LinLogRange, nullptr, &LinLogSlope},
     {INTERPOLATION_SPLINE, ShapeNeeds::Anchors, false, &Spline, &SampleSpline, &CurvedIntegral,
-     &SplineRange, &SplineTurns},
+     &SplineRange, &SplineTurns, &SplineSlope},
     {INTERPOLATION_CUSTOM, ShapeNeeds::Nothing, true, nullptr, nullptr, &HeldIntegral, nullptr,
-     nullptr},
+     nullptr, nullptr},
     {INTERPOLATION_NONE, ShapeNeeds::Nothing, false, nullptr, nullptr, &HeldIntegral, nullptr,
-     nullptr},
+     nullptr, nullptr},
 };
 
 // A code finds its kind by the position of its bit (FindInterpolationKind).

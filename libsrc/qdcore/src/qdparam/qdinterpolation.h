@@ -66,18 +66,31 @@ inline constexpr SegmentShape kNoShape{};
 // Eases
 // ===========================================================================
 
+// A value with its rate of change per second at the same time.
+struct ValueSlope {
+  double value = 0.0;
+  double slope = 0.0;
+};
+
+// The eased time translations with their rates (d eased / d t), each eased
+// time bit for bit the one of the translation of the same name.
+ValueSlope EaseInOutWithSlope(double t, double a, double b);
+ValueSlope EaseInWithSlope(double t, double a, double b);
+ValueSlope EaseOutWithSlope(double t, double a, double b);
+
 // A time translation: `t` in [a, b] moved along an easing curve.
 struct Ease {
   unsigned int flag;
   double (*translate)(double t, double a, double b);
+  ValueSlope (*withSlope)(double t, double a, double b);
 };
 
 // The eases a Spline keyframe may ask for; the first flag set wins. (A
 // keyframe's plain EaseInOut applies to every kind, before the blend.)
 inline constexpr Ease kSplineEases[] = {
-    {TIMETRANSLATION_ANCHOREASEINOUT, &TimeTranslationEaseInOut},
-    {TIMETRANSLATION_EASEIN, &TimeTranslationEaseIn},
-    {TIMETRANSLATION_EASEOUT, &TimeTranslationEaseOut},
+    {TIMETRANSLATION_ANCHOREASEINOUT, &TimeTranslationEaseInOut, &EaseInOutWithSlope},
+    {TIMETRANSLATION_EASEIN, &TimeTranslationEaseIn, &EaseInWithSlope},
+    {TIMETRANSLATION_EASEOUT, &TimeTranslationEaseOut, &EaseOutWithSlope},
 };
 inline constexpr unsigned int kSplineEaseFlags =
     TIMETRANSLATION_ANCHOREASEINOUT | TIMETRANSLATION_EASEIN | TIMETRANSLATION_EASEOUT;
@@ -215,9 +228,8 @@ struct SampleRun {
 // ===========================================================================
 
 // One interpolation kind: what it reads, its value at a time, a sampler for
-// value arrays, its integral, and what the inverse lookup asks of it (the
-// values it spans, where it may turn). Room is left for what else every
-// kind must answer (slope).
+// value arrays, its integral, what the inverse lookup asks of it (the
+// values it spans, where it may turn) and its slope.
 struct InterpolationKind {
   unsigned int code;  // INTERPOLATION_*
   ShapeNeeds needs;
@@ -236,6 +248,10 @@ struct InterpolationKind {
   // that value may turn or jump: between two of them it is monotone. Null:
   // monotone over the whole segment.
   void (*turns)(const Segment& s, const SegmentShape& shape, std::vector<double>& out);
+  // The value at s.time (bit for bit `value`'s) with its derivative with
+  // respect to s.time, worked out together so that a solve is made, and
+  // reported, once. Null where `value` is.
+  ValueSlope (*slope)(const Segment& s, const SegmentShape& shape, double def);
 };
 
 // In bit order: entry i is the kind whose code is 1 << i.
@@ -248,6 +264,19 @@ inline const InterpolationKind* FindInterpolationKind(unsigned int code) {
   const auto bit = static_cast<unsigned int>(std::countr_zero(code));
   return bit < kInterpolationKindCount ? &kInterpolationKinds[bit] : nullptr;
 }
+
+// ---- derivatives of the cubic Bezier with respect to u, for slopes
+
+inline double BezierDerivative(double u, double p0, double p1, double p2, double p3) {
+  const double v = 1.0 - u;
+  return 3.0 * (v * v * (p1 - p0) + 2.0 * v * u * (p2 - p1) + u * u * (p3 - p2));
+}
+
+// dy/dx along the curve (x(u), y(u)) of the two Bezier control lists at u.
+// Where x stands still (an ease at its end, a handle of zero length) the
+// slope is the limit, taken from the first derivatives that do not vanish;
+// infinite where x stands still and y does not.
+double CurveSlope(double u, const double (&x)[4], const double (&y)[4]);
 
 // Reports an interpolation code no kind has, and answers `def`.
 double UnknownInterpolation(double def);

@@ -4,6 +4,8 @@
 
 #include <new>
 
+#include "qdderivative.h"
+#include "qdinverseextrapolated.h"
 #include "qdminduration.h"
 
 namespace qdcore {
@@ -126,31 +128,71 @@ bool SearchParam(const Param& param, mtime duration, mtime minDuration, double v
   return searchKeys(curve, from);
 }
 
+// The crossings of an extrapolated parameter (qdinverseextrapolated.h);
+// false when it cannot be searched.
+template <typename Search>
+bool SearchExtrapolated(const CParam& param, const Extrapolation& modes, const KeyedSpan& span,
+                        double value, mtime duration, mtime minDuration, double from, double to,
+                        CrossingSink sink, void* context, Search search) {
+  const unsigned int type = param.GetType();
+  if (type != PARAM_DOUBLE && type != PARAM_LONG) return false;
+  const LiveParam live(param);
+  if (live.Inactive()) return search(value, from, to, sink, context);  // one value all along
+  const ValueCurve<LiveParam> curve{live, duration, minDuration, type == PARAM_LONG, false};
+  const double fallback = curve.Fallback();
+  const auto collect = [](void* out, double t) {
+    static_cast<std::vector<double>*>(out)->push_back(t);
+    return true;
+  };
+  const auto inSpan = [&](double a, double b, double target, std::vector<double>& out) {
+    search(target, a, b, collect, &out);
+  };
+  const auto at = [&](double t) { return curve.At(t); };
+  const auto rawAt = [&](double t) {
+    return SlopeParamDouble(t, param, duration, minDuration, fallback).value;
+  };
+  ExtrapolatedCrossings crossings(modes, span, value, sink, context, inSpan, at, rawAt);
+  crossings.Run(from, to);
+  return true;
+}
+
 }  // namespace
 
 bool CParam::FindValueCrossings(double value, const mtime& duration, mtime minDuration,
                                 const mtime& from, CrossingSink sink, void* context) const {
   const double start = static_cast<double>(from), end = static_cast<double>(duration);
   if (std::isnan(value) || std::isnan(start) || !(end > 0.0) || !(start <= end)) return false;
-  try {
+  // The search of [a, b] as the keyframes lie.
+  const auto search = [&](double target, double a, double b, CrossingSink to, void* with) {
     if (const EvalCache* cache = EvalCache::For(*this)) {
       const EvalCache::View view = cache->Bind(*this);
-      return SearchParam(view, duration, minDuration, value, start, sink, context,
+      return SearchParam(view, duration, minDuration, target, a, to, with,
                          [&](const ValueCurve<EvalCache::View>& curve, double searchFrom) {
                            if (const Timeline* line = cache->LineFor(duration, minDuration)) {
                              const CachedKeys<EvalCache> keys(*this, *cache, *line);
-                             return SearchKeys(curve, keys, value, searchFrom, end, sink, context);
+                             return SearchKeys(curve, keys, target, searchFrom, b, to, with);
                            }
                            const LiveKeys keys(*this, duration, minDuration);
-                           return SearchKeys(curve, keys, value, searchFrom, end, sink, context);
+                           return SearchKeys(curve, keys, target, searchFrom, b, to, with);
                          });
     }
     const LiveParam live(*this);
-    return SearchParam(live, duration, minDuration, value, start, sink, context,
+    return SearchParam(live, duration, minDuration, target, a, to, with,
                        [&](const ValueCurve<LiveParam>& curve, double searchFrom) {
                          const LiveKeys keys(*this, duration, minDuration);
-                         return SearchKeys(curve, keys, value, searchFrom, end, sink, context);
+                         return SearchKeys(curve, keys, target, searchFrom, b, to, with);
                        });
+  };
+  try {
+    const EvalCache* cache = EvalCache::For(*this);
+    const Extrapolation modes = cache ? cache->extrapolation : ReadExtrapolation(*this);
+    if (!modes.Any() || !GetKeyFrameStatus()) [[likely]] {
+      return search(value, start, end, sink, context);
+    }
+    const KeyedSpan span = SpanOnClip(*this, duration, minDuration);
+    if (span.Holds()) return search(value, start, end, sink, context);
+    return SearchExtrapolated(*this, modes, span, value, duration, minDuration, start, end, sink,
+                              context, search);
   } catch (const std::bad_alloc&) {
     return false;
   }

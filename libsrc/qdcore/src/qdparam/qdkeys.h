@@ -139,8 +139,8 @@ unsigned int ReadSplineAnchors(const CKeyFrame& kf, Anchor (&anchors)[kMaxSpline
 BezierHandles ReadBezierHandles(const CKeyFrame& kf);
 
 template <typename Use>
-[[gnu::always_inline]] inline double WithShape(ShapeNeeds needs, const Segment& s,
-                                               const CKeyFrame& prev, const CKeyFrame&, Use use) {
+[[gnu::always_inline]] inline auto WithShape(ShapeNeeds needs, const Segment& s,
+                                             const CKeyFrame& prev, const CKeyFrame&, Use use) {
   if (needs == ShapeNeeds::Nothing) return use(kNoShape);
   SegmentShape shape;
   switch (needs) {
@@ -240,9 +240,9 @@ inline bool RecordedShape(ShapeNeeds needs, const Segment& s, const CachedKey& p
 }
 
 template <typename Use>
-[[gnu::always_inline]] inline double WithShape(ShapeNeeds needs, const Segment& s,
-                                               const CachedKey& prev, const CachedKey& next,
-                                               Use use) {
+[[gnu::always_inline]] inline auto WithShape(ShapeNeeds needs, const Segment& s,
+                                             const CachedKey& prev, const CachedKey& next,
+                                             Use use) {
   if (needs == ShapeNeeds::Nothing) return use(kNoShape);
   SegmentShape shape;
   if (RecordedShape(needs, s, prev, next, shape)) return use(shape);
@@ -276,6 +276,35 @@ double InterpolateKeys(mtime time, mtime duration, const Key* prev, mtime prevTi
   const Segment s{time, duration, prevTime, nextTime, y0, ValueOf(*next)};
   return WithShape(kind->needs, s, *prev, *next,
                    [&](const SegmentShape& shape) { return kind->value(s, shape, def); });
+}
+
+// The value InterpolateKeys gives with its slope per second of `time`: the
+// same walk's segment, reads and reports, the derivative taken through the
+// keyframe's ease. Where the value holds (before the first keyframe, after
+// the last, Hold, an instant segment, an unknown kind) the slope is 0.
+template <typename Key>
+ValueSlope SlopeOfKeys(mtime time, mtime duration, const Key* prev, mtime prevTime, const Key* next,
+                       mtime nextTime, double def) {
+  if (!prev && !next) return {def, 0.0};
+  double rate = 1.0;
+  if (prev && (TimeTranslationOf(*prev) & TIMETRANSLATION_EASEINOUT)) {
+    const ValueSlope eased = EaseInOutWithSlope(time, prevTime, nextTime);
+    time = eased.value;
+    rate = eased.slope;
+  }
+  const InterpolationKind* kind =
+      FindInterpolationKind(prev ? InterpolationOf(*prev) : INTERPOLATION_HOLD);
+  if (nextTime - prevTime < kShortestSegment || (kind && kind->holds)) {
+    return {prev ? ValueOf(*prev) : ValueOf(*next), 0.0};
+  }
+  if (!kind || !kind->slope) return {UnknownInterpolation(def), 0.0};
+  const double y0 = ValueOf(*prev);
+  if (!next) return {y0, 0.0};
+  const Segment s{time, duration, prevTime, nextTime, y0, ValueOf(*next)};
+  const ValueSlope blend = WithShape(kind->needs, s, *prev, *next, [&](const SegmentShape& shape) {
+    return kind->slope(s, shape, def);
+  });
+  return {blend.value, blend.slope * rate};
 }
 
 }  // namespace qdcore

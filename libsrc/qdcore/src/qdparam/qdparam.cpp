@@ -487,6 +487,38 @@ unsigned int CParam::GetBinaryInterpolationType() const {
                 BINARY_INTERPOLATION_NONE);
 }
 
+unsigned int CParam::GetExtrapolationBefore() const {
+  return CodeOf(FindAttribute(kExtrapolateBefore), kExtrapolationNames, EXTRAPOLATION_HOLD);
+}
+
+unsigned int CParam::GetExtrapolationAfter() const {
+  return CodeOf(FindAttribute(kExtrapolateAfter), kExtrapolationNames, EXTRAPOLATION_HOLD);
+}
+
+namespace {
+
+// An unknown code is reported and treated as Hold, which is no attribute.
+bool WriteExtrapolation(CParam& param, const CZPoolString& attribute, unsigned int code,
+                        const char* signature) {
+  const CZPoolString* name = NameOf(code, kExtrapolationNames);
+  if (name && code != EXTRAPOLATION_HOLD) return param.SetValue(attribute, *name);
+  if (!name) QD_ILLEGAL_CODE_POINT("SetExtrapolation - invalid mode specified", signature);
+  param.DeleteAttribute(attribute);
+  return true;
+}
+
+}  // namespace
+
+bool CParam::SetExtrapolationBefore(unsigned int code) {
+  return WriteExtrapolation(*this, kExtrapolateBefore, code,
+                            "bool __cdecl qdcore::CParam::SetExtrapolationBefore(unsigned int)");
+}
+
+bool CParam::SetExtrapolationAfter(unsigned int code) {
+  return WriteExtrapolation(*this, kExtrapolateAfter, code,
+                            "bool __cdecl qdcore::CParam::SetExtrapolationAfter(unsigned int)");
+}
+
 unsigned int CParam::GetTimeTranslation() const {
   return FindAttribute(kTimeTranslation) == kEaseInOut ? TIMETRANSLATION_EASEINOUT
                                                        : TIMETRANSLATION_LINEAR;

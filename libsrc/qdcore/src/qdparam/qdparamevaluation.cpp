@@ -181,6 +181,15 @@ void ParamEvaluation::ForgetMinDuration(CParam& param) {
   CacheMinDuration(param.m_MinDuration, mtime::unassigned);
 }
 
+double CParam::GetDerivativeDouble(const mtime& time, const mtime& duration) const {
+  return ParamEvaluation::Slope(*this, time, duration, CachedMinDuration(m_MinDuration));
+}
+
+double ParamEvaluation::Slope(const CParam& param, mtime time, mtime duration, mtime minDuration) {
+  return Read(param,
+              [&](const auto& source) { return NumberSlope(source, time, duration, minDuration); });
+}
+
 double CParam::GetIntegralDouble(const mtime& time, const mtime& duration) const {
   return ParamEvaluation::Integral(*this, time, duration, CachedMinDuration(m_MinDuration));
 }
@@ -195,13 +204,26 @@ double ParamEvaluation::Integral(const CParam& param, mtime time, mtime duration
   if (!param.GetKeyFrameStatus()) {
     return static_cast<double>(Double(param, time, duration, minDuration, 0.0) * time);
   }
-  const CKeyFrame* prev = nullptr;
-  const CKeyFrame* next = nullptr;
-  mtime prevTime, nextTime;
-  double integral = 0.0;
-  const bool ok = DetermineKeyFrame(time, param, duration, minDuration, prev, prevTime, next,
-                                    nextTime, true, integral);
-  return ok ? integral : 0.0;
+  const auto keyed = [&](double t) {
+    const CKeyFrame* prev = nullptr;
+    const CKeyFrame* next = nullptr;
+    mtime prevTime, nextTime;
+    double integral = 0.0;
+    const bool ok = DetermineKeyFrame(t, param, duration, minDuration, prev, prevTime, next,
+                                      nextTime, true, integral);
+    return ok ? integral : 0.0;
+  };
+  const Extrapolation modes =
+      Read(param, [](const auto& source) { return Extrapolation(source.Extrapolations()); });
+  if (!modes.Any()) [[likely]] {
+    return keyed(time);
+  }
+  const KeyedSpan span = SpanOnClip(param, duration, minDuration);
+  double fallback = 0.0;
+  param.GetValueDouble(fallback);
+  return ExtrapolatedIntegral(modes, span, static_cast<double>(time), keyed, [&](double t) {
+    return SlopeParamDouble(t, param, duration, minDuration, fallback);
+  });
 }
 
 }  // namespace qdcore

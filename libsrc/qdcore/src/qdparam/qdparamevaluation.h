@@ -20,6 +20,9 @@ struct ParamEvaluation {
   static bool Bool(const CParam& param, mtime time, mtime duration, mtime minDuration, bool def);
   static CZPoolString String(const CParam& param, mtime time, mtime duration, mtime minDuration,
                              const CZPoolString& def);
+  // The slope of Double's value in units per second (qdderivative.h); 0.0
+  // where it stands still or the type is no number.
+  static double Slope(const CParam& param, mtime time, mtime duration, mtime minDuration);
   // 0.0 when the type is not Double or a keyframe time cannot be read.
   static double Integral(const CParam& param, mtime time, mtime duration, mtime minDuration);
   // Samples at start + i * step, each as Double with default 0.

@@ -9,6 +9,7 @@
 #include <iterator>
 
 #include "qdassert.h"
+#include "qdderivative.h"
 #include "qdkeys.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
@@ -125,6 +126,24 @@ double InterpolateParamDouble(mtime time, const CParam& param, mtime duration, m
   WalkKeyFrames(time, param, duration, minDuration, prev, prevTime, next, nextTime,
                 [](const CKeyFrame*, const CKeyFrame&) {});
   return InterpolateDouble(time, duration, prev, prevTime, next, nextTime, def);
+}
+
+// InterpolateParamDouble's steps, the slope carried through the parameter's ease.
+ValueSlope SlopeParamDouble(mtime time, const CParam& param, mtime duration, mtime minDuration,
+                            double def) {
+  double rate = 1.0;
+  if (param.GetTimeTranslation() == TIMETRANSLATION_EASEINOUT) {
+    const ValueSlope eased = EaseInOutWithSlope(time, 0.0, static_cast<double>(duration));
+    time = eased.value;
+    rate = eased.slope;
+  }
+  const CKeyFrame* prev = nullptr;
+  const CKeyFrame* next = nullptr;
+  mtime prevTime, nextTime;
+  WalkKeyFrames(time, param, duration, minDuration, prev, prevTime, next, nextTime,
+                [](const CKeyFrame*, const CKeyFrame&) {});
+  const ValueSlope blend = SlopeOfKeys(time, duration, prev, prevTime, next, nextTime, def);
+  return {blend.value, blend.slope * rate};
 }
 
 const CKeyFrame* LiveSteppedKeyFrame(const CParam& param, mtime time, mtime duration,

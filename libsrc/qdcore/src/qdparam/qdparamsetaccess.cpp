@@ -107,6 +107,17 @@ double CParamSet::GetIntegralDouble(unsigned long id, const mtime& time) const {
   return GetIntegralDouble(Get(id), time);
 }
 
+double CParamSet::GetDerivativeDouble(const CParam* param, const mtime& time) const {
+  if (!param) return 0.0;
+  return param->GetDerivativeDouble(Relative(time, *this), GetDuration());
+}
+double CParamSet::GetDerivativeDouble(const CZPoolString& name, const mtime& time) const {
+  return GetDerivativeDouble(Get(name), time);
+}
+double CParamSet::GetDerivativeDouble(unsigned long id, const mtime& time) const {
+  return GetDerivativeDouble(Get(id), time);
+}
+
 // The search runs on the parameter's clip; the answer comes back to the set's.
 bool CParamSet::GetPositionFromValueDouble(const CParam* param, double value, mtime& position,
                                            const mtime& from) const {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 
+#include "qdderivative.h"
 #include "qdevalcache.h"
 #include "qdparam/processing.h"
 #include "qdvalueindex.h"
@@ -231,6 +232,26 @@ double CParam::EvalCache::Interpolate(const CParam& param, mtime time, mtime dur
   const CachedKey next = i < m_keyCount ? KeyAt(param, i, bracket.line) : CachedKey{};
   return InterpolateKeys(time, duration, i > 0 ? &prev : nullptr, bracket.prevTime,
                          i < m_keyCount ? &next : nullptr, bracket.nextTime, def);
+}
+
+// Interpolate's steps, the slope carried through the parameter's ease.
+ValueSlope CParam::EvalCache::Slope(const CParam& param, mtime time, mtime duration,
+                                    mtime minDuration, double def, unsigned int& cursor) const {
+  if (m_liveWalk) return SlopeParamDouble(time, param, duration, minDuration, def);
+  double rate = 1.0;
+  if (easeInOut) {
+    const ValueSlope eased = EaseInOutWithSlope(time, 0.0, static_cast<double>(duration));
+    time = eased.value;
+    rate = eased.slope;
+  }
+  if (!(duration > 0.0)) VerifyWalkDuration(duration);
+  const Bracket bracket = Walk(time, duration, minDuration, cursor);
+  const unsigned int i = bracket.index;
+  const CachedKey prev = i > 0 ? KeyAt(param, i - 1, bracket.line) : CachedKey{};
+  const CachedKey next = i < m_keyCount ? KeyAt(param, i, bracket.line) : CachedKey{};
+  const ValueSlope blend = SlopeOfKeys(time, duration, i > 0 ? &prev : nullptr, bracket.prevTime,
+                                       i < m_keyCount ? &next : nullptr, bracket.nextTime, def);
+  return {blend.value, blend.slope * rate};
 }
 
 const CKeyFrame* CParam::EvalCache::Stepped(const CParam& param, mtime time, mtime duration,

@@ -9,7 +9,9 @@
 
 #include "qdassert.h"
 #include "qdcore/log.h"
+#include "qdderivative.h"
 #include "qdevalcache.h"
+#include "qdextrapolation.h"
 #include "qdnumbers.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/param.h"
@@ -65,6 +67,15 @@ class LiveParam {
   double Interpolate(mtime time, mtime duration, mtime minDuration, double def) const {
     return InterpolateParamDouble(time, m_param, duration, minDuration, def);
   }
+  ValueSlope Slope(mtime time, mtime duration, mtime minDuration, double def) const {
+    return SlopeParamDouble(time, m_param, duration, minDuration, def);
+  }
+  Extrapolation Extrapolations() const { return ReadExtrapolation(m_param); }
+  // A granularity grid snaps the value of the parameter's type.
+  bool Snaps() const {
+    return Type() == PARAM_LONG ? ReadLongLimits(m_param).grid > 0
+                                : ReadDoubleLimits(m_param).grid > 0.0;
+  }
   // Values that cannot be blended step: the keyframe at or before `time`,
   // else the first one after it, else the static value.
   bool SteppedBool(mtime time, mtime duration, mtime minDuration, bool def) const {
@@ -83,6 +94,18 @@ class LiveParam {
 // Each type's own value; the caller has checked the type
 // ---------------------------------------------------------------------------
 
+// The keyframed value before limits: the walk's blend, or past the keyed
+// span what the parameter's extrapolation makes of it.
+template <typename Param>
+double KeyframedBlend(const Param &param, mtime time, mtime duration, mtime minDuration,
+                      double def) {
+  const Extrapolation &modes = param.Extrapolations();
+  if (!modes.Any()) [[likely]] {
+    return param.Interpolate(time, duration, minDuration, def);
+  }
+  return ExtrapolatedParamBlend(param, modes, time, duration, minDuration, def).value;
+}
+
 // What differs between the two number types: what keyframes fall back to
 // and how a blend becomes the type, and the reports (their texts are what
 // hosts match on).
@@ -94,7 +117,7 @@ struct DoubleNumbers {
                           double) {
     double v = 0.0;
     param.StaticValue(v);
-    return param.Interpolate(time, duration, minDuration, v);
+    return KeyframedBlend(param, time, duration, minDuration, v);
   }
   static void ReportNoInactive() {
     QD_ILLEGAL_CODE_POINT_WIDE(
@@ -117,7 +140,7 @@ struct LongNumbers {
     long v = def;
     param.StaticValue(v);
     return RoundHalfAwayFromZero(
-        param.Interpolate(time, duration, minDuration, static_cast<double>(v)));
+        KeyframedBlend(param, time, duration, minDuration, static_cast<double>(v)));
   }
   static void ReportNoInactive() {
     QD_ILLEGAL_CODE_POINT("GetValueLong - param set to inactive but no inactive value specified",
@@ -165,7 +188,12 @@ bool BoolParamValue(const Param &param, const mtime &time, const mtime &duration
                                kGetValueBoolSignature);
     return def;
   }
-  return param.SteppedBool(time, duration, minDuration, def);
+  const Extrapolation &modes = param.Extrapolations();
+  if (!modes.Any()) [[likely]] {
+    return param.SteppedBool(time, duration, minDuration, def);
+  }
+  const KeyedSpan span = SpanOnClip(param.Param(), duration, minDuration);
+  return param.SteppedBool(SteppedTime(modes, span, time), duration, minDuration, def);
 }
 
 // ---------------------------------------------------------------------------

@@ -58,7 +58,9 @@ void ParamEvaluation::ArrayDouble(const CParam& param, mtime duration, mtime min
     return;
   }
   const auto view = cache->Bind(param);
-  const bool byRuns = view.Type() == PARAM_DOUBLE && !view.Inactive() && view.KeyFramed();
+  // Extrapolated parameters go sample by sample.
+  const bool byRuns = view.Type() == PARAM_DOUBLE && !view.Inactive() && view.KeyFramed() &&
+                      !view.Extrapolations().Any();
   double fallback = 0.0;  // what keyframes fall back to: the static value, else 0.0
   view.StaticValue(fallback);
   for (unsigned long i = 0; i < count;) {

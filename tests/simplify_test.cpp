@@ -90,6 +90,22 @@ TEST(Simplify, AStraightLineKeepsItsEnds) {
   }
 }
 
+// A linear extrapolation continues the end segments, so their inner keys stay.
+TEST(Simplify, LinearExtrapolationKeepsItsEndSlopes) {
+  const int frames = 500;
+  const std::string attributes = "extrapolateBefore=\"Linear\" extrapolateAfter=\"Linear\"";
+  const qd::Set set = Parse(
+      Recorded(frames, [](int i) { return std::sin(i * 0.05); }, "Linear", attributes),
+      Duration(frames));
+  const qd::Set copy = set.snapshot();
+  qd::Param thinned = *copy.param("curve");
+  ASSERT_TRUE(thinned.simplify(0.01, qd::Interpolation::Linear).ok());
+  const qd::Param original = *set.param("curve");
+  for (double t : {-1.0, Duration(frames) + 1.0}) {
+    EXPECT_DOUBLE_EQ(*thinned.slope(t), *original.slope(t)) << t;
+  }
+}
+
 TEST(Simplify, StepsKeepTheirCorners) {
   // A jump over one frame (Linear) keeps both sides of it; a Hold jump
   // keeps the keyframe it holds from, whose segment stays Hold.

@@ -50,8 +50,9 @@ std::string Shortest(double value) {
 
 // The keyframes that fix the parameter's minimum duration (the absolute one
 // latest from the start, the one longest back from the end): removing one
-// would move every other absolute keyframe on a short clip.
-std::vector<unsigned char> PinnedByTime(const CParam& param, const std::vector<Keyframe>& keys) {
+// would move every other absolute keyframe on a short clip. And the inner
+// keyframe of an end segment whose slope a linear extrapolation continues.
+std::vector<unsigned char> Pinned(const CParam& param, const std::vector<Keyframe>& keys) {
   std::vector<unsigned char> pinned(keys.size(), 0);
   std::size_t forward = keys.size(), backward = keys.size();
   double latest = 0.0, longest = 0.0;
@@ -71,6 +72,12 @@ std::vector<unsigned char> PinnedByTime(const CParam& param, const std::vector<K
   }
   if (forward < keys.size()) pinned[forward] = 1;
   if (backward < keys.size()) pinned[backward] = 1;
+  // A linear extrapolation goes on with the slope of the end segment, which
+  // stays as it was only with both its keyframes.
+  if (keys.size() > 2 && param.GetExtrapolationBefore() == EXTRAPOLATION_LINEAR) pinned[1] = 1;
+  if (keys.size() > 2 && param.GetExtrapolationAfter() == EXTRAPOLATION_LINEAR) {
+    pinned[keys.size() - 2] = 1;
+  }
   return pinned;
 }
 
@@ -214,7 +221,7 @@ Result<SimplifyReport> Param::simplify(double tolerance, Interpolation shape) tr
   const DoubleLimits limits = ReadDoubleLimits(*p);
   const unsigned int per = SamplesPerInterval(fit, limits, keys);
   Sampled s = Sample(*this, keys, per);
-  const std::vector<unsigned char> pinned = PinnedByTime(*p, keys);
+  const std::vector<unsigned char> pinned = Pinned(*p, keys);
   const simplify::Samples curve{s.keyTimes, s.keyValues, s.atKeys, s.times, s.values, per, pinned};
   const std::vector<simplify::Piece> pieces = simplify::Simplify(curve, tolerance, fit, limits);
   if (pieces.empty()) return detail::Failure("the keyframes of " + name() + " cannot be read");

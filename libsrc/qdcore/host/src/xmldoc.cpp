@@ -576,7 +576,11 @@ std::string TooLargeMessage() {
 }
 
 // Reads `utf8` into `root`; places elements in `positions` when given.
-Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positions) {
+// `inPlace`: the parser may write into the text (no copy of it is made),
+// which `utf8` then views in a buffer the caller owns and drops after. The
+// places of failures are not right then (the text they count changed).
+Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positions,
+             bool inPlace = false) {
   if (utf8.size() > CXMLDoc::kMaxBytes) return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
   if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
   std::size_t bad = 0;
@@ -595,7 +599,9 @@ Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positi
                                 pugi::parse_fragment;
   pugi::xml_document doc;
   const pugi::xml_parse_result parsed =
-      doc.load_buffer(utf8.data(), utf8.size(), kOptions, pugi::encoding_utf8);
+      inPlace ? doc.load_buffer_inplace(const_cast<char*>(utf8.data()), utf8.size(), kOptions,
+                                        pugi::encoding_utf8)
+              : doc.load_buffer(utf8.data(), utf8.size(), kOptions, pugi::encoding_utf8);
   if (parsed.status == pugi::status_out_of_memory) throw std::bad_alloc();
   if (parsed.status != pugi::status_ok)
     return FailAt(CXMLDoc::kMalformed, parsed.description(), parsed.offset);
@@ -619,16 +625,21 @@ Outcome ReadFile(const std::string& path, bool follow, std::string& content) {
   if (!S_ISREG(info.st_mode)) return Fail(CXMLDoc::kCannotOpen, "not a regular file");
   if (static_cast<std::uint64_t>(info.st_size) > CXMLDoc::kMaxBytes)
     return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
-  content.reserve(static_cast<std::size_t>(info.st_size));
-  char block[64 * 1024];
+  // Read straight into the string, with a byte of room past the size told
+  // so that a file that grew shows without a copy.
+  std::size_t size = 0;
+  content.resize(static_cast<std::size_t>(info.st_size) + 1);
   for (;;) {
-    const ssize_t got = ::read(file.fd(), block, sizeof block);
-    if (got == 0) return {};
+    if (size == content.size()) content.resize(std::min(size * 2, CXMLDoc::kMaxBytes + 1));
+    const ssize_t got = ::read(file.fd(), content.data() + size, content.size() - size);
+    if (got == 0) break;
     if (got < 0 && errno != EINTR) return Fail(CXMLDoc::kCannotOpen, std::strerror(errno));
-    if (got > 0) content.append(block, static_cast<std::size_t>(got));
-    if (content.size() > CXMLDoc::kMaxBytes)  // grew while read
+    if (got > 0) size += static_cast<std::size_t>(got);
+    if (size > CXMLDoc::kMaxBytes)  // grew while read
       return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
   }
+  content.resize(size);
+  return {};
 }
 
 }  // namespace
@@ -665,11 +676,26 @@ int CXMLDoc::OpenDocFile(const wchar* path, int, int flags) {
     return kCannotOpen;
   }
   const std::string name = ToUtf8(path);
+  const bool follow = (flags & kNoFollow) == 0;
   std::string content;
-  const Outcome read = ReadFile(name, (flags & kNoFollow) == 0, content);
-  if (read.result == kOk) return OpenDocMemory(std::string_view(content));
-  m_failure.message = read.message;
-  return read.result;
+  const Outcome read = ReadFile(name, follow, content);
+  if (read.result != kOk) {
+    m_failure.message = read.message;
+    return read.result;
+  }
+  // Without positions the text is ours to parse in place, without a copy;
+  // a failure is then read again to be placed in the text as it was.
+  if (!m_keepPositions && Read(content, m_root, nullptr, true).result == kOk) return kOk;
+  m_root.Free();
+  if (!m_keepPositions) {
+    content.clear();
+    const Outcome again = ReadFile(name, follow, content);
+    if (again.result != kOk) {
+      m_failure.message = again.message;
+      return again.result;
+    }
+  }
+  return OpenDocMemory(std::string_view(content));
 }
 
 std::vector<CXMLDoc::Reference> CXMLDoc::GetUnresolvedReferences() const {

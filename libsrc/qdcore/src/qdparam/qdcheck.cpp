@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "qdblend.h"
+#include "qdcheckread.h"
 #include "qdformatnames.h"
 #include "qdparam/check.h"
 
@@ -535,9 +536,18 @@ std::vector<CheckFinding> Failure(const CXMLDoc& doc) {
   return {finding};
 }
 
+// Out of memory as the one finding, when even that fits.
+std::vector<CheckFinding> OutOfMemory() noexcept {
+  try {
+    return {CheckFinding{CheckSeverity::kError, 0, 0, "out of memory"}};
+  } catch (...) {
+    return {};
+  }
+}
+
 }  // namespace
 
-// Nothing escapes: out of memory is one more finding, when even that fits.
+// Nothing escapes: out of memory is one more finding.
 template <typename Open>
 std::vector<CheckFinding> Check(Open open) noexcept {
   try {
@@ -546,11 +556,15 @@ std::vector<CheckFinding> Check(Open open) noexcept {
     if (open(doc) != CXMLDoc::kOk) return Failure(doc);
     return CheckTree(doc);
   } catch (...) {
-    try {
-      return {CheckFinding{CheckSeverity::kError, 0, 0, "out of memory"}};
-    } catch (...) {
-      return {};
-    }
+    return OutOfMemory();
+  }
+}
+
+std::vector<CheckFinding> CheckReadDocument(const CXMLDoc& doc) noexcept {
+  try {
+    return CheckTree(doc);
+  } catch (...) {
+    return OutOfMemory();
   }
 }
 

@@ -1,6 +1,7 @@
 // Reading documents: pugixml parses, and the result is copied into a
 // CXMLObject tree without recursion.
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -258,6 +259,34 @@ Outcome Convert(const pugi::xml_document& doc, std::string_view text, CXMLObject
   return {};
 }
 
+// Gives the memory of a text's whole pages back to the system as a reader
+// passes them: what is left of a big document then shrinks while its tree
+// grows. The pages read as zeros after.
+class PageRelease : public reading::TextRelease {
+ public:
+  explicit PageRelease(std::string& text) noexcept
+      : m_from(text.data()), m_end(text.data() + text.size()) {}
+
+  void Passed(const char* passed) noexcept override {
+    static const auto kPage = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const std::uintptr_t from =
+        (reinterpret_cast<std::uintptr_t>(m_from) + kPage - 1) & ~(kPage - 1);
+    const std::uintptr_t to =
+        reinterpret_cast<std::uintptr_t>(std::min(passed, m_end)) & ~(kPage - 1);
+    if (to <= from) return;
+    if (::madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED) == 0) {
+      m_from = reinterpret_cast<const char*>(to);
+      m_released = true;
+    }
+  }
+  bool Released() const noexcept { return m_released; }
+
+ private:
+  const char* m_from;  // the first byte not released
+  const char* m_end;
+  bool m_released = false;
+};
+
 class FileHandle {
  public:
   explicit FileHandle(const char* path, int extraFlags = 0) noexcept
@@ -295,8 +324,11 @@ Readers ReadersAllowed() {
 // `inPlace`: the parser may write into the text (no copy of it is made),
 // which `utf8` then views in a buffer the caller owns and drops after. The
 // places of failures are not right then (the text they count changed).
+// `release` lets the plain reader give back the text it passed; should the
+// general reader be needed after that, the read fails (kCannotOpen) and the
+// caller reads the text again.
 Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positions,
-             bool inPlace = false) {
+             bool inPlace = false, PageRelease* release = nullptr) {
   if (utf8.size() > CXMLDoc::kMaxBytes) return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
   if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
   std::size_t bad = 0;
@@ -309,7 +341,7 @@ Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positi
       return FailAt(CXMLDoc::kMalformed, "a NUL character", static_cast<std::ptrdiff_t>(bad));
   }
   const Readers readers = ReadersAllowed();
-  if (readers.plain && reading::ReadPlain(utf8, root, positions)) {
+  if (readers.plain && reading::ReadPlain(utf8, root, positions, release)) {
     if (positions) {
       PlaceCounter counter(utf8);
       FindUnresolved(utf8, counter, positions->references);
@@ -317,6 +349,7 @@ Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positi
     return {};
   }
   if (!readers.general) return Fail(CXMLDoc::kMalformed, "left to the general reader");
+  if (release && release->Released()) return Fail(CXMLDoc::kCannotOpen, "released");
   // A fragment parse keeps text outside the root, so that Convert can
   // reject it.
   constexpr unsigned kOptions = pugi::parse_cdata | pugi::parse_escapes |
@@ -408,9 +441,13 @@ int CXMLDoc::OpenDocFile(const wchar* path, int, int flags) {
     m_failure.message = read.message;
     return read.result;
   }
-  // Without positions the text is ours to parse in place, without a copy;
-  // a failure is then read again to be placed in the text as it was.
-  if (!m_keepPositions && Read(content, m_root, nullptr, true).result == kOk) return kOk;
+  // Without positions the text is ours: the plain reader gives back what it
+  // passed, the general one parses it in place, without a copy. A failure
+  // is then read again, to be placed in the text as it was.
+  if (!m_keepPositions) {
+    PageRelease release(content);
+    if (Read(content, m_root, nullptr, true, &release).result == kOk) return kOk;
+  }
   m_root.Free();
   if (!m_keepPositions) {
     content.clear();

@@ -89,8 +89,12 @@ bool AppendReference(std::string_view text, std::size_t& at, std::string& out) {
 
 class PlainReader {
  public:
-  PlainReader(std::string_view text, CXMLDoc::Positions* positions)
-      : m_text(text), m_builder(text.size()), m_positions(positions), m_counter(text) {}
+  PlainReader(std::string_view text, CXMLDoc::Positions* positions, TextRelease* release)
+      : m_text(text),
+        m_builder(text.size()),
+        m_positions(positions),
+        m_counter(text),
+        m_release(release) {}
 
   bool Read(CXMLObject& result) {
     if (m_text.starts_with("\xEF\xBB\xBF")) return false;  // a second mark: the general reader's
@@ -105,7 +109,7 @@ class PlainReader {
   // An open element: its node, its name, and the text pieces met so far.
   struct Frame {
     Node* node = nullptr;
-    std::string_view name;
+    std::string name;  // a copy: the text may be released while the element is open
     std::size_t pieces = 0;
     std::string_view first;  // the first piece, while it is one of the text
     bool owned = false;      // the pieces are in `joined`, not in `first`
@@ -269,7 +273,7 @@ class PlainReader {
     }
     if (blank) return true;
     if (plain) {
-      AddPiece(frame, raw, true);
+      AddPiece(frame, raw, !m_release);
       return true;
     }
     std::string converted;
@@ -313,6 +317,14 @@ class PlainReader {
     return true;
   }
 
+  // Lets the text before the reader go, a step at a time.
+  void Passed() noexcept {
+    if (!m_release || m_at - m_passed < kReleaseStep) return;
+    m_release->Passed(m_text.data() + m_at);
+    m_passed = m_at;
+  }
+  static constexpr std::size_t kReleaseStep = std::size_t{1} << 20;
+
   // The element's data from its pieces.
   bool Close(Frame& frame) {
     Node& node = *frame.node;
@@ -340,6 +352,7 @@ class PlainReader {
     };
     open(Node::Of(slot), name);
     while (depth > 0) {
+      Passed();
       Frame& frame = m_frames[depth - 1];
       if (At(m_at) != '<' && !Text(frame)) return false;
       const char next = At(m_at + 1);
@@ -367,6 +380,8 @@ class PlainReader {
   TreeBuilder m_builder;
   CXMLDoc::Positions* m_positions;
   PlaceCounter m_counter;
+  TextRelease* m_release;
+  std::size_t m_passed = 0;
   std::vector<Frame> m_frames;
   std::vector<Attr> m_attrs;
   std::vector<std::string> m_values;  // attribute values that differ from their text
@@ -375,8 +390,9 @@ class PlainReader {
 
 }  // namespace
 
-bool ReadPlain(std::string_view text, CXMLObject& root, CXMLDoc::Positions* positions) {
-  PlainReader reader(text, positions);
+bool ReadPlain(std::string_view text, CXMLObject& root, CXMLDoc::Positions* positions,
+               TextRelease* release) {
+  PlainReader reader(text, positions, release);
   return reader.Read(root);
 }
 

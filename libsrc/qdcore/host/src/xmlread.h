@@ -85,10 +85,11 @@ inline std::uint64_t HashText(std::string_view text) noexcept {
   return Mix(hash ^ byte(0) ^ (byte(size / 2) << 8) ^ (byte(size - 1) << 16));
 }
 
-// A name as met in the document, and its string.
+// A name as met in the document, and its string. The key is a copy: the
+// text it came from may be gone before the read ends.
 struct NameHint {
   static constexpr std::size_t kNoId = ~std::size_t{0};
-  std::string_view key;  // points into the text being read, alive during the read
+  std::string key;
   CZPoolString name;
   std::size_t id = kNoId;  // the name's place in its cache; kNoId when not cached
 };
@@ -113,10 +114,10 @@ class NameCache {
     if (!Widen(key, m_wide)) return false;
     const std::u16string_view wide(m_wide);
     if (m_used >= kMaxPooled || wide.empty()) {
-      found = {key, CZPoolString(wide), NameHint::kNoId};
+      found = {std::string(key), CZPoolString(wide), NameHint::kNoId};
       return true;
     }
-    m_slots[at] = {key, CStringPool::GetStringRef(wide), m_used};
+    m_slots[at] = {std::string(key), CStringPool::GetStringRef(wide), m_used};
     found = m_slots[at];
     if (++m_used * 2 > m_slots.size()) Grow();
     return true;
@@ -336,7 +337,16 @@ class PlaceCounter {
 // references), exactly as the general reader would; places elements in
 // `positions` when given. False, with `root` untouched, for anything else,
 // which the general reader then reads (or refuses, saying why).
-bool ReadPlain(std::string_view text, CXMLObject& root, CXMLDoc::Positions* positions);
+// `release`, when given, hears now and then how far the reader has read:
+// the text before that is not looked at again.
+class TextRelease {
+ public:
+  virtual ~TextRelease() = default;
+  // The text before `passed` is read.
+  virtual void Passed(const char* passed) noexcept = 0;
+};
+bool ReadPlain(std::string_view text, CXMLObject& root, CXMLDoc::Positions* positions,
+               TextRelease* release = nullptr);
 
 }  // namespace reading
 }  // namespace qdcore

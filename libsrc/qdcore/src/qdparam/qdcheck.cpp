@@ -110,9 +110,11 @@ std::u16string_view Trimmed(std::u16string_view text) {
 
 class Findings {
  public:
-  explicit Findings(const CXMLDoc& doc) : m_doc(doc) {}
+  // `errorsOnly`: warnings are not kept (a load needs to hear of errors only).
+  Findings(const CXMLDoc& doc, bool errorsOnly) : m_doc(doc), m_errorsOnly(errorsOnly) {}
 
   void Add(CheckSeverity severity, const CXMLObject& element, const std::string& message) {
+    if (m_errorsOnly && severity == CheckSeverity::kWarning) return;
     CheckFinding& finding = m_list.emplace_back();
     finding.severity = severity;
     m_doc.GetPosition(element, finding.line, finding.column);
@@ -126,6 +128,7 @@ class Findings {
   }
   void AddAt(CheckSeverity severity, unsigned int line, unsigned int column,
              const std::string& message) {
+    if (m_errorsOnly && severity == CheckSeverity::kWarning) return;
     m_list.push_back(CheckFinding{severity, line, column, message});
   }
   std::vector<CheckFinding> Take() { return std::move(m_list); }
@@ -145,6 +148,7 @@ class Findings {
   }
 
   const CXMLDoc& m_doc;
+  bool m_errorsOnly;
   std::vector<CheckFinding> m_list;
 };
 
@@ -489,8 +493,8 @@ void CheckSet(Findings& out, const CXMLObject& set) {
 
 // Every element once, in document order, from a stack: sets and parameters
 // may sit anywhere (a host property, a preset, a nested property tree).
-std::vector<CheckFinding> CheckTree(const CXMLDoc& doc) {
-  Findings out(doc);
+std::vector<CheckFinding> CheckTree(const CXMLDoc& doc, bool errorsOnly = false) {
+  Findings out(doc, errorsOnly);
   std::vector<const CXMLObject*> pending{&doc.GetContentElement()};
   while (!pending.empty()) {
     const CXMLObject& element = *pending.back();
@@ -560,9 +564,9 @@ std::vector<CheckFinding> Check(Open open) noexcept {
   }
 }
 
-std::vector<CheckFinding> CheckReadDocument(const CXMLDoc& doc) noexcept {
+std::vector<CheckFinding> CheckReadDocument(const CXMLDoc& doc, bool errorsOnly) noexcept {
   try {
-    return CheckTree(doc);
+    return CheckTree(doc, errorsOnly);
   } catch (...) {
     return OutOfMemory();
   }

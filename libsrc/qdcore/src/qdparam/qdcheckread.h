@@ -10,8 +10,8 @@
 namespace qdcore {
 
 // The findings of the read document `doc`, as CheckParamDocument gives them
-// for its text; without the places of elements unless `doc` kept them.
-// Out of memory is one error finding.
-std::vector<CheckFinding> CheckReadDocument(const CXMLDoc& doc) noexcept;
+// for its text (its errors alone with `errorsOnly`); without the places of
+// elements unless `doc` kept them. Out of memory is one error finding.
+std::vector<CheckFinding> CheckReadDocument(const CXMLDoc& doc, bool errorsOnly = false) noexcept;
 
 }  // namespace qdcore

@@ -138,13 +138,14 @@ Result<std::shared_ptr<SetState>> FromDocument(const CXMLDoc& doc) {
   return state;
 }
 
-// The findings of the document read, checked without reading it again. Only
-// when they hold an error, which fails the load and must say where, is the
-// text read once more to place them (`placed`); should that reading find
-// none (a file changed meanwhile), the unplaced ones stand.
+// The errors of the document read, checked without reading it again (a
+// load hears of errors only). Only when there is one, which fails the load
+// and must say where, is the text read once more to place the findings
+// (`placed`); should that reading find none (a file changed meanwhile), the
+// unplaced ones stand.
 template <typename Placed>
 std::vector<CheckFinding> CheckedOnce(const CXMLDoc& doc, Placed placed) {
-  std::vector<CheckFinding> findings = CheckReadDocument(doc);
+  std::vector<CheckFinding> findings = CheckReadDocument(doc, true);
   if (!HasCheckErrors(findings)) return findings;
   std::vector<CheckFinding> withPlaces = placed();
   return HasCheckErrors(withPlaces) ? withPlaces : findings;

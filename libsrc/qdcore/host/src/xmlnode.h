@@ -72,16 +72,18 @@ struct XMLBytes {
 // One element's content. Handles share it through `refs`; only a handle that
 // holds the sole reference may change it. Made by Create, freed by Release.
 struct CXMLObject::Node {
+  // The small fields come first, packed into one word: a document holds a
+  // node per element, so every word counts.
   std::atomic<std::uint32_t> refs{1};
   // Pointers into `children` were handed out: copies must clone, not share,
   // or a write through such a pointer would show through the copy.
   bool leaked = false;
   bool binary = false;  // the data is `bytes`; otherwise it is `text`
+  // Observed without a watch: changes advance XMLWriteEpoch().
+  std::atomic<bool> watchedPlainly{false};
   // 0 while nobody watches this storage; once observed, a version that is
   // new whenever the content changes (see CXMLObject::Observe).
   std::atomic<std::uint64_t> version{0};
-  // Observed without a watch: changes advance XMLWriteEpoch().
-  std::atomic<bool> watchedPlainly{false};
   // The watch it was observed through (kSeveralWatches: more than one),
   // holding a reference, and the tag it was given there, with the reading
   // that gave it in the high half.

@@ -63,6 +63,48 @@ class XMLAttrList {
   std::uint32_t m_capacity = 0;
 };
 
+// A node's child elements, in order: what std::vector would hold, in 16
+// bytes rather than 24, since every element has one. Elements move and die
+// as a vector's do (a move tells the storage's watchers it was dropped).
+class XMLChildList {
+ public:
+  static constexpr std::size_t kMaxCapacity = 0xffffffffu;
+
+  XMLChildList() noexcept = default;
+  XMLChildList(const XMLChildList&) = delete;
+  XMLChildList& operator=(const XMLChildList&) = delete;
+  ~XMLChildList();
+
+  std::size_t size() const noexcept { return m_size; }
+  bool empty() const noexcept { return m_size == 0; }
+  CXMLObject* data() noexcept { return m_data; }
+  const CXMLObject* data() const noexcept { return m_data; }
+  CXMLObject& operator[](std::size_t index) noexcept { return m_data[index]; }
+  const CXMLObject& operator[](std::size_t index) const noexcept { return m_data[index]; }
+  CXMLObject* begin() noexcept { return m_data; }
+  CXMLObject* end() noexcept { return m_data + m_size; }
+  const CXMLObject* begin() const noexcept { return m_data; }
+  const CXMLObject* end() const noexcept { return m_data + m_size; }
+
+  void reserve(std::size_t capacity);
+  void resize(std::size_t size);  // null handles added at the end, or the last ones dropped
+  CXMLObject& emplace_back();     // a null handle at the end
+  // Appends `child`, which must not be an element of this list.
+  void push_back(CXMLObject&& child);
+  void erase(CXMLObject* at) noexcept;
+  void clear() noexcept;
+
+ private:
+  // Room for `capacity` elements, the present ones moved there.
+  void Reallocate(std::size_t capacity);
+  // Room for one more, doubling.
+  void MakeRoom();
+
+  CXMLObject* m_data = nullptr;
+  std::uint32_t m_size = 0;
+  std::uint32_t m_capacity = 0;
+};
+
 // Binary data, or the bytes of base64 text data decoded on the first binary
 // read and kept until the data changes.
 struct XMLBytes {
@@ -89,10 +131,9 @@ struct CXMLObject::Node {
   // that gave it in the high half.
   std::atomic<CXMLWatch*> watch{nullptr};
   std::atomic<std::uint64_t> watchTag{0};
-  Node* nextDead = nullptr;  // chains nodes awaiting destruction
   CZPoolString name;
   XMLAttrList attrs;
-  std::vector<CXMLObject> children;
+  XMLChildList children;
   CZPoolString text;
   // Binary data; for text, its decoded bytes once asked for. Readers of a
   // shared node may install the decoded copy concurrently.
@@ -135,6 +176,14 @@ struct CXMLObject::Node {
   static Node* Share(Node* node);
   // Drops one reference; the last one destroys the subtree without recursion.
   static void Release(Node* node) noexcept;
+  // A dead node, which nobody can observe any more, keeps in its version the
+  // next one awaiting destruction: no field of its own for that.
+  void ChainDead(Node* next) noexcept {
+    version.store(reinterpret_cast<std::uintptr_t>(next), std::memory_order_relaxed);
+  }
+  Node* NextDead() const noexcept {
+    return reinterpret_cast<Node*>(version.load(std::memory_order_relaxed));
+  }
 };
 
 // True when two names match: the same pooled entry, or equal text.

@@ -50,7 +50,7 @@ unsigned int ForEachEntry(std::u16string_view list, wchar separator, Visit visit
 }
 
 // The index of `child` in `children`, or -1 when it does not point at one.
-std::ptrdiff_t IndexOf(const std::vector<CXMLObject>& children, const CXMLObject* child) noexcept {
+std::ptrdiff_t IndexOf(const XMLChildList& children, const CXMLObject* child) noexcept {
   if (!child || children.empty()) return -1;
   const auto first = reinterpret_cast<std::uintptr_t>(children.data());
   const auto at = reinterpret_cast<std::uintptr_t>(child);
@@ -171,6 +171,62 @@ void XMLAttrList::append(const XMLAttrList& other) {
     new (m_data + m_size) XMLAttr(attr);
     ++m_size;
   }
+}
+
+// ---------------------------------------------------------------------------
+// XMLChildList
+// ---------------------------------------------------------------------------
+
+XMLChildList::~XMLChildList() {
+  clear();
+  ::operator delete(m_data);
+}
+
+void XMLChildList::Reallocate(std::size_t capacity) {
+  if (capacity > kMaxCapacity) throw std::bad_alloc();
+  auto* grown = static_cast<CXMLObject*>(::operator new(capacity * sizeof(CXMLObject)));
+  for (std::size_t i = 0; i < m_size; ++i) {
+    new (grown + i) CXMLObject(std::move(m_data[i]));
+    m_data[i].~CXMLObject();
+  }
+  ::operator delete(m_data);
+  m_data = grown;
+  m_capacity = static_cast<std::uint32_t>(capacity);
+}
+
+void XMLChildList::MakeRoom() {
+  if (m_size == m_capacity) Reallocate(m_size ? std::size_t{m_size} * 2 : 1);
+}
+
+void XMLChildList::reserve(std::size_t capacity) {
+  if (capacity > m_capacity) Reallocate(capacity);
+}
+
+void XMLChildList::resize(std::size_t size) {
+  if (size > m_capacity) Reallocate(std::max(size, std::size_t{m_size} * 2));
+  while (m_size > size) m_data[--m_size].~CXMLObject();
+  for (; m_size < size; ++m_size) new (m_data + m_size) CXMLObject;
+}
+
+CXMLObject& XMLChildList::emplace_back() {
+  MakeRoom();
+  return *new (m_data + m_size++) CXMLObject;
+}
+
+void XMLChildList::push_back(CXMLObject&& child) {
+  MakeRoom();
+  new (m_data + m_size) CXMLObject(std::move(child));
+  ++m_size;
+}
+
+void XMLChildList::erase(CXMLObject* at) noexcept {
+  for (CXMLObject* to = at; to + 1 < end(); ++to) *to = std::move(to[1]);
+  m_data[--m_size].~CXMLObject();
+}
+
+void XMLChildList::clear() noexcept {
+  for (CXMLObject& child : *this) child.~CXMLObject();
+  m_size = 0;
 }
 
 // ---------------------------------------------------------------------------
@@ -348,14 +404,14 @@ void Node::Release(Node* node) noexcept {
   if (!node || !DropRef(node)) return;
   // Unlink children before deleting their parent so that a deep tree is
   // torn down in a loop, not by nested destructors.
-  node->nextDead = nullptr;
+  node->ChainDead(nullptr);
   while (node) {
     Node* dead = node;
-    node = dead->nextDead;
+    node = dead->NextDead();
     for (CXMLObject& child : dead->children) {
       Node* c = std::exchange(child.m_node, nullptr);
       if (c && DropRef(c)) {
-        c->nextDead = node;
+        c->ChainDead(node);
         node = c;
       }
     }

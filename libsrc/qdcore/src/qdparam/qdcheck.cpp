@@ -132,6 +132,7 @@ class Findings {
     m_list.push_back(CheckFinding{severity, line, column, message});
   }
   std::vector<CheckFinding> Take() { return std::move(m_list); }
+  bool WantsWarnings() const noexcept { return !m_errorsOnly; }
 
  private:
   // <Parameter id="3" name="mode">, so that the message says which one.
@@ -444,7 +445,7 @@ void CheckParameter(Findings& out, const CXMLObject& parameter) {
 // Rules name parameters by id; conditions nest, so they are walked from a
 // stack rather than by recursion.
 void CheckRules(Findings& out, const CXMLObject& validation,
-                const std::unordered_map<std::u16string, int>& ids) {
+                const std::unordered_map<std::u16string_view, int>& ids) {
   static const tagXMLFLAGMAP kRelations[] = {{0, Pooled(u"Equal")},   {0, Pooled(u"NotEqual")},
                                              {0, Pooled(u"Smaller")}, {0, Pooled(u"SmallerEqual")},
                                              {0, Pooled(u"Greater")}, {0, Pooled(u"GreaterEqual")},
@@ -471,14 +472,17 @@ void CheckRules(Findings& out, const CXMLObject& validation,
 
 void CheckSet(Findings& out, const CXMLObject& set) {
   CheckNames(out, set, kAlpha, kAlphaNames, false, CheckSeverity::kWarning);
-  std::unordered_map<std::u16string, int> ids, names;
+  // The texts are viewed where the set's elements hold them, unchanged
+  // while they are checked.
+  std::unordered_map<std::u16string_view, int> ids, names;
   for (const CXMLObject* parameter = set.FindNextElement(kParameter, nullptr); parameter;
        parameter = set.FindNextElement(kParameter, parameter)) {
     const CZPoolString id = parameter->FindAttribute(kId);
-    if (id && ++ids[std::u16string(id.view())] == 2)
+    if (id && ++ids[id.view()] == 2)
       out.Error(*parameter, "another parameter above has the same id");
-    const CZPoolString name = parameter->FindAttribute(kName);
-    if (name && ++names[std::u16string(name.view())] == 2)
+    const CZPoolString name =
+        out.WantsWarnings() ? parameter->FindAttribute(kName) : CZPoolString();
+    if (name && ++names[name.view()] == 2)
       out.Warning(*parameter, "another parameter above has the same name");
   }
   for (const CXMLObject* validation = set.FindNextElement(kValidation, nullptr); validation;

@@ -47,6 +47,17 @@ void AppendUtf8(std::string& out, char32_t c) {
   }
 }
 
+// True when the ASCII name `text` spells `name`, an open element's: its
+// name is checked against the node's, since the text may be released while
+// the element is open.
+bool Spells(std::string_view text, std::u16string_view name) noexcept {
+  if (text.size() != name.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (static_cast<char16_t>(text[i]) != name[i]) return false;
+  }
+  return true;
+}
+
 // The value of a hexadecimal or decimal digit; -1 for none.
 int DigitValue(char c, int base) noexcept {
   if (c >= '0' && c <= '9') return c - '0';
@@ -106,10 +117,9 @@ class PlainReader {
   }
 
  private:
-  // An open element: its node, its name, and the text pieces met so far.
+  // An open element: its node and the text pieces met so far.
   struct Frame {
     Node* node = nullptr;
-    std::string name;  // a copy: the text may be released while the element is open
     std::size_t pieces = 0;
     std::string_view first;  // the first piece, while it is one of the text
     bool owned = false;      // the pieces are in `joined`, not in `first`
@@ -310,7 +320,7 @@ class PlainReader {
   // The end tag of `frame` at `m_at`.
   bool EndTag(const Frame& frame) {
     m_at += 2;
-    if (Name() != frame.name || !EndsName(At(m_at))) return false;
+    if (!Spells(Name(), frame.node->name.view()) || !EndsName(At(m_at))) return false;
     while (m_at < m_text.size() && IsSpace(m_text[m_at])) ++m_at;
     if (At(m_at) != '>') return false;
     ++m_at;
@@ -340,17 +350,16 @@ class PlainReader {
     if (!StartTag(slot, name, empty)) return false;
     if (empty) return true;
     std::size_t depth = 0;
-    const auto open = [&](Node* node, std::string_view openName) {
+    const auto open = [&](Node* node) {
       if (depth == m_frames.size()) m_frames.emplace_back();
       Frame& frame = m_frames[depth++];
       frame.node = node;
-      frame.name = openName;
       frame.pieces = 0;
       frame.first = {};
       frame.owned = false;
       frame.joined.clear();
     };
-    open(Node::Of(slot), name);
+    open(Node::Of(slot));
     while (depth > 0) {
       Passed();
       Frame& frame = m_frames[depth - 1];
@@ -367,7 +376,7 @@ class PlainReader {
         if (depth + 1 > CXMLDoc::kMaxDepth) return false;
         CXMLObject& child = frame.node->children.emplace_back();
         if (!StartTag(child, name, empty)) return false;
-        if (!empty) open(Node::Of(child), name);
+        if (!empty) open(Node::Of(child));
       } else {
         return false;
       }

@@ -1,5 +1,6 @@
-// Reading documents: pugixml parses, and the result is copied into a
-// CXMLObject tree without recursion.
+// Reading documents: files and texts checked, then read by the plain reader
+// (xmlplain.cpp) or, for whatever it leaves, parsed by pugixml and copied
+// into a CXMLObject tree without recursion; failures and their places.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -14,8 +15,6 @@
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -306,6 +305,13 @@ std::string TooLargeMessage() {
   return "a document larger than " + std::to_string(CXMLDoc::kMaxBytes >> 20) + " MB";
 }
 
+// The references a read document leaves as text, when positions are kept.
+void NoteReferences(std::string_view utf8, CXMLDoc::Positions* positions) {
+  if (!positions) return;
+  PlaceCounter counter(utf8);
+  FindUnresolved(utf8, counter, positions->references);
+}
+
 // Which readers may read: QD_XMLREADER=general or =plain names one alone,
 // so that the tests can hold the plain reader's trees against the general
 // one's; with "plain", what the plain reader leaves fails.
@@ -342,10 +348,7 @@ Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positi
   }
   const Readers readers = ReadersAllowed();
   if (readers.plain && reading::ReadPlain(utf8, root, positions, release)) {
-    if (positions) {
-      PlaceCounter counter(utf8);
-      FindUnresolved(utf8, counter, positions->references);
-    }
+    NoteReferences(utf8, positions);
     return {};
   }
   if (!readers.general) return Fail(CXMLDoc::kMalformed, "left to the general reader");
@@ -364,10 +367,7 @@ Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positi
   if (parsed.status != pugi::status_ok)
     return FailAt(CXMLDoc::kMalformed, parsed.description(), parsed.offset);
   Outcome converted = Convert(doc, utf8, root, positions);
-  if (positions && converted.result == CXMLDoc::kOk) {
-    PlaceCounter counter(utf8);
-    FindUnresolved(utf8, counter, positions->references);
-  }
+  if (converted.result == CXMLDoc::kOk) NoteReferences(utf8, positions);
   return converted;
 }
 

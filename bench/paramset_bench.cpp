@@ -2,7 +2,6 @@
 // the same document as the yardstick, then text to set and set to text, and
 // how loading scales with the number of parameters.
 #include <benchmark/benchmark.h>
-
 #include <malloc.h>
 
 #include <cstdio>
@@ -12,43 +11,18 @@
 #include <string>
 #include <vector>
 
+#include "paramsetdoc.h"
 #include "qdcore/xml.h"
 #include "qdparam/keyframe.h"
 #include "qdparam/paramset.h"
 
 using namespace qdcore;
+using qdbench::MakeDocument;
 
 namespace {
 
 constexpr int kParameters = 6848;
 constexpr int kKeyframes = 16;
-
-// A set of `parameters` parameters with `keyframes` keyframes each, written
-// the way the library writes numbers. 6,848 x 16 is about 10 MB.
-std::string MakeDocument(int parameters, int keyframes) {
-  const char* interpolations[] = {"Linear", "Hold", "Bezier", "Spline"};
-  std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Property name=\"Bench\">\n";
-  char line[512];
-  for (int p = 0; p < parameters; ++p) {
-    const bool isLong = p % 4 == 3;
-    std::snprintf(line, sizeof line,
-                  "\t<Parameter id=\"%d\" name=\"param%d\" type=\"%s\" value=\"%.12f\" "
-                  "min=\"%.12f\" max=\"%.12f\" useKeyframe=\"%s\">\n",
-                  p, p, isLong ? "Long" : "Double", p * 0.37, -100.0 - p, 100.0 + p,
-                  keyframes ? "True" : "False");
-    out += line;
-    for (int k = 0; k < keyframes; ++k) {
-      std::snprintf(line, sizeof line,
-                    "\t\t<Keyframe position=\"%.12f\" value=\"%.12f\" interpolation=\"%s\"/>\n",
-                    k / double(keyframes - 1 > 0 ? keyframes - 1 : 1), (p + 1) * 0.001 * k - 3.5,
-                    interpolations[(p + k) % 4]);
-      out += line;
-    }
-    out += "\t</Parameter>\n";
-  }
-  out += "</Property>\n";
-  return out;
-}
 
 const std::string& Document() {
   static const std::string text = MakeDocument(kParameters, kKeyframes);

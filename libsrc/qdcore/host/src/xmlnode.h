@@ -63,45 +63,79 @@ class XMLAttrList {
   std::uint32_t m_capacity = 0;
 };
 
+// A node's child elements, in order: what std::vector would hold, in 16
+// bytes rather than 24, since every element has one. Elements move and die
+// as a vector's do (a move tells the storage's watchers it was dropped).
+class XMLChildList {
+ public:
+  static constexpr std::size_t kMaxCapacity = 0xffffffffu;
+
+  XMLChildList() noexcept = default;
+  XMLChildList(const XMLChildList&) = delete;
+  XMLChildList& operator=(const XMLChildList&) = delete;
+  ~XMLChildList();
+
+  std::size_t size() const noexcept { return m_size; }
+  bool empty() const noexcept { return m_size == 0; }
+  CXMLObject* data() noexcept { return m_data; }
+  const CXMLObject* data() const noexcept { return m_data; }
+  CXMLObject& operator[](std::size_t index) noexcept { return m_data[index]; }
+  const CXMLObject& operator[](std::size_t index) const noexcept { return m_data[index]; }
+  CXMLObject* begin() noexcept { return m_data; }
+  CXMLObject* end() noexcept { return m_data + m_size; }
+  const CXMLObject* begin() const noexcept { return m_data; }
+  const CXMLObject* end() const noexcept { return m_data + m_size; }
+
+  void reserve(std::size_t capacity);
+  void resize(std::size_t size);  // null handles added at the end, or the last ones dropped
+  CXMLObject& emplace_back();     // a null handle at the end
+  // Appends `child`, which must not be an element of this list.
+  void push_back(CXMLObject&& child);
+  void erase(CXMLObject* at) noexcept;
+  void clear() noexcept;
+
+ private:
+  // Room for `capacity` elements, the present ones moved there.
+  void Reallocate(std::size_t capacity);
+  // Room for one more, doubling.
+  void MakeRoom();
+
+  CXMLObject* m_data = nullptr;
+  std::uint32_t m_size = 0;
+  std::uint32_t m_capacity = 0;
+};
+
 // Binary data, or the bytes of base64 text data decoded on the first binary
 // read and kept until the data changes.
 struct XMLBytes {
   std::vector<unsigned char> data;
 };
 
-// The watches of a node beyond its first.
-struct WatchLinks {
-  struct Link {
-    CXMLWatch* watch;  // one reference
-    std::uint64_t tag;
-  };
-  std::vector<Link> links;
-};
-
 // One element's content. Handles share it through `refs`; only a handle that
 // holds the sole reference may change it. Made by Create, freed by Release.
 struct CXMLObject::Node {
+  // The small fields come first, packed into one word: a document holds a
+  // node per element, so every word counts.
   std::atomic<std::uint32_t> refs{1};
   // Pointers into `children` were handed out: copies must clone, not share,
   // or a write through such a pointer would show through the copy.
   bool leaked = false;
   bool binary = false;  // the data is `bytes`; otherwise it is `text`
+  // Observed without a watch: changes advance XMLWriteEpoch().
+  std::atomic<bool> watchedPlainly{false};
+  std::atomic<bool> moreWatches{false};  // watches beyond `watch` are kept aside
   // 0 while nobody watches this storage; once observed, a version that is
   // new whenever the content changes (see CXMLObject::Observe).
   std::atomic<std::uint64_t> version{0};
-  // Observed without a watch: changes advance XMLWriteEpoch().
-  std::atomic<bool> watchedPlainly{false};
   // The first watch it was observed through, holding a reference, and the
-  // tag it was given there, with the watch's reading in the high half; then
-  // any others (storage that copies share, or one keyframe copied twice
-  // into a list), under a lock.
+  // tag it was given there, with the watch's reading in the high half. Any
+  // others (storage that copies share, or one keyframe copied twice into a
+  // list) are kept aside, under a lock (moreWatches says so).
   std::atomic<CXMLWatch*> watch{nullptr};
   std::atomic<std::uint64_t> watchTag{0};
-  std::atomic<WatchLinks*> moreWatches{nullptr};
-  Node* nextDead = nullptr;  // chains nodes awaiting destruction
   CZPoolString name;
   XMLAttrList attrs;
-  std::vector<CXMLObject> children;
+  XMLChildList children;
   CZPoolString text;
   // Binary data; for text, its decoded bytes once asked for. Readers of a
   // shared node may install the decoded copy concurrently.
@@ -144,6 +178,14 @@ struct CXMLObject::Node {
   static Node* Share(Node* node);
   // Drops one reference; the last one destroys the subtree without recursion.
   static void Release(Node* node) noexcept;
+  // A dead node, which nobody can observe any more, keeps in its version the
+  // next one awaiting destruction: no field of its own for that.
+  void ChainDead(Node* next) noexcept {
+    version.store(reinterpret_cast<std::uintptr_t>(next), std::memory_order_relaxed);
+  }
+  Node* NextDead() const noexcept {
+    return reinterpret_cast<Node*>(version.load(std::memory_order_relaxed));
+  }
 };
 
 // True when two names match: the same pooled entry, or equal text.

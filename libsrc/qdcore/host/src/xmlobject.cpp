@@ -51,7 +51,7 @@ unsigned int ForEachEntry(std::u16string_view list, wchar separator, Visit visit
 }
 
 // The index of `child` in `children`, or -1 when it does not point at one.
-std::ptrdiff_t IndexOf(const std::vector<CXMLObject>& children, const CXMLObject* child) noexcept {
+std::ptrdiff_t IndexOf(const XMLChildList& children, const CXMLObject* child) noexcept {
   if (!child || children.empty()) return -1;
   const auto first = reinterpret_cast<std::uintptr_t>(children.data());
   const auto at = reinterpret_cast<std::uintptr_t>(child);
@@ -103,11 +103,23 @@ std::uint64_t NewVersion() noexcept {
 
 void AdvanceEpoch() noexcept { detail::xmlWriteEpoch.fetch_add(1, std::memory_order_acq_rel); }
 
-// Guards the watches of nodes beyond their first: taken to join one, to
-// notify them and to free them, so that none goes while it is told.
-std::mutex g_watchLocks[64];
-std::mutex& WatchLock(const void* node) noexcept {
-  return g_watchLocks[(reinterpret_cast<std::uintptr_t>(node) >> 6) % std::size(g_watchLocks)];
+// The watches of nodes beyond their first, kept aside: few nodes have any
+// (storage that copies share), so a node keeps a flag rather than a
+// pointer. Each table's lock is taken to join a watch, to tell the watches
+// and to let them go, so that none goes while it is told.
+struct WatchLink {
+  CXMLWatch* watch;  // one reference
+  std::uint64_t tag;
+};
+struct AsideWatches {
+  std::mutex lock;
+  std::unordered_map<const void*, std::vector<WatchLink>> byNode;
+};
+// Never destroyed: nodes that static objects hold may go after it would.
+constexpr std::size_t kAsideTables = 16;
+AsideWatches& AsideOf(const void* node) noexcept {
+  static AsideWatches* const tables = new AsideWatches[kAsideTables];
+  return tables[(reinterpret_cast<std::uintptr_t>(node) >> 6) % kAsideTables];
 }
 
 constexpr std::uint32_t Reading(std::uint64_t tag) { return static_cast<std::uint32_t>(tag >> 32); }
@@ -180,6 +192,62 @@ void XMLAttrList::append(const XMLAttrList& other) {
 }
 
 // ---------------------------------------------------------------------------
+// XMLChildList
+// ---------------------------------------------------------------------------
+
+XMLChildList::~XMLChildList() {
+  clear();
+  ::operator delete(m_data);
+}
+
+void XMLChildList::Reallocate(std::size_t capacity) {
+  if (capacity > kMaxCapacity) throw std::bad_alloc();
+  auto* grown = static_cast<CXMLObject*>(::operator new(capacity * sizeof(CXMLObject)));
+  for (std::size_t i = 0; i < m_size; ++i) {
+    new (grown + i) CXMLObject(std::move(m_data[i]));
+    m_data[i].~CXMLObject();
+  }
+  ::operator delete(m_data);
+  m_data = grown;
+  m_capacity = static_cast<std::uint32_t>(capacity);
+}
+
+void XMLChildList::MakeRoom() {
+  if (m_size == m_capacity) Reallocate(m_size ? std::size_t{m_size} * 2 : 1);
+}
+
+void XMLChildList::reserve(std::size_t capacity) {
+  if (capacity > m_capacity) Reallocate(capacity);
+}
+
+void XMLChildList::resize(std::size_t size) {
+  if (size > m_capacity) Reallocate(std::max(size, std::size_t{m_size} * 2));
+  while (m_size > size) m_data[--m_size].~CXMLObject();
+  for (; m_size < size; ++m_size) new (m_data + m_size) CXMLObject;
+}
+
+CXMLObject& XMLChildList::emplace_back() {
+  MakeRoom();
+  return *new (m_data + m_size++) CXMLObject;
+}
+
+void XMLChildList::push_back(CXMLObject&& child) {
+  MakeRoom();
+  new (m_data + m_size) CXMLObject(std::move(child));
+  ++m_size;
+}
+
+void XMLChildList::erase(CXMLObject* at) noexcept {
+  for (CXMLObject* to = at; to + 1 < end(); ++to) *to = std::move(to[1]);
+  m_data[--m_size].~CXMLObject();
+}
+
+void XMLChildList::clear() noexcept {
+  for (CXMLObject& child : *this) child.~CXMLObject();
+  m_size = 0;
+}
+
+// ---------------------------------------------------------------------------
 // Node
 // ---------------------------------------------------------------------------
 
@@ -201,10 +269,13 @@ bool Node::HasData() const noexcept {
 Node::~Node() {
   delete bytes.load(std::memory_order_relaxed);
   if (CXMLWatch* w = watch.load(std::memory_order_relaxed)) w->Release();
-  if (WatchLinks* more = moreWatches.load(std::memory_order_relaxed)) {
-    for (const WatchLinks::Link& link : more->links) link.watch->Release();
-    delete more;
-  }
+  if (!moreWatches.load(std::memory_order_acquire)) return;
+  AsideWatches& aside = AsideOf(this);
+  const std::lock_guard<std::mutex> lock(aside.lock);
+  const auto found = aside.byNode.find(this);
+  if (found == aside.byNode.end()) return;
+  for (const WatchLink& link : found->second) link.watch->Release();
+  aside.byNode.erase(found);
 }
 
 void Node::NoteChange() noexcept {
@@ -226,10 +297,12 @@ void Node::Notify() const noexcept {
     w->Note(static_cast<std::uint32_t>(watchTag.load(std::memory_order_relaxed)));
   }
   if (!moreWatches.load(std::memory_order_acquire)) return;
-  const std::lock_guard<std::mutex> lock(WatchLock(this));
-  for (const WatchLinks::Link& link : moreWatches.load(std::memory_order_relaxed)->links) {
+  AsideWatches& aside = AsideOf(this);
+  const std::lock_guard<std::mutex> lock(aside.lock);
+  const auto found = aside.byNode.find(this);
+  if (found == aside.byNode.end()) return;
+  for (const WatchLink& link : found->second)
     link.watch->Note(static_cast<std::uint32_t>(link.tag));
-  }
 }
 
 CXMLObject::Stamp Node::Stamp() noexcept {
@@ -269,27 +342,23 @@ bool Node::Join(CXMLWatch& w, std::uint32_t tag) noexcept {
       return true;
     }
   }
-  const std::lock_guard<std::mutex> lock(WatchLock(this));
-  WatchLinks* more = moreWatches.load(std::memory_order_relaxed);
-  if (!more) {
-    more = new (std::nothrow) WatchLinks;
-    if (!more) return false;
-    moreWatches.store(more, std::memory_order_release);
-  }
-  auto& links = more->links;
-  std::size_t kept = 0;
-  for (const WatchLinks::Link& link : links) {
-    if (link.watch == &w && link.tag == wanted) return true;
-    const bool stale =
-        link.watch->Abandoned() || (link.watch == &w && Reading(link.tag) != reading);
-    if (stale) {
-      link.watch->Release();
-    } else {
-      links[kept++] = link;
-    }
-  }
-  links.resize(kept);
+  AsideWatches& aside = AsideOf(this);
+  const std::lock_guard<std::mutex> lock(aside.lock);
   try {
+    std::vector<WatchLink>& links = aside.byNode[this];
+    moreWatches.store(true, std::memory_order_release);
+    std::size_t kept = 0;
+    for (const WatchLink& link : links) {
+      if (link.watch == &w && link.tag == wanted) return true;
+      const bool stale =
+          link.watch->Abandoned() || (link.watch == &w && Reading(link.tag) != reading);
+      if (stale) {
+        link.watch->Release();
+      } else {
+        links[kept++] = link;
+      }
+    }
+    links.resize(kept);
     links.push_back({&w, wanted});
   } catch (const std::bad_alloc&) {
     return false;
@@ -385,14 +454,14 @@ void Node::Release(Node* node) noexcept {
   if (!node || !DropRef(node)) return;
   // Unlink children before deleting their parent so that a deep tree is
   // torn down in a loop, not by nested destructors.
-  node->nextDead = nullptr;
+  node->ChainDead(nullptr);
   while (node) {
     Node* dead = node;
-    node = dead->nextDead;
+    node = dead->NextDead();
     for (CXMLObject& child : dead->children) {
       Node* c = std::exchange(child.m_node, nullptr);
       if (c && DropRef(c)) {
-        c->nextDead = node;
+        c->ChainDead(node);
         node = c;
       }
     }

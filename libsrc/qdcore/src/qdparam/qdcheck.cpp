@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "qdblend.h"
+#include "qdcheckread.h"
 #include "qdformatnames.h"
 #include "qdparam/check.h"
 
@@ -109,9 +110,11 @@ std::u16string_view Trimmed(std::u16string_view text) {
 
 class Findings {
  public:
-  explicit Findings(const CXMLDoc& doc) : m_doc(doc) {}
+  // `errorsOnly`: warnings are not kept (a load needs to hear of errors only).
+  Findings(const CXMLDoc& doc, bool errorsOnly) : m_doc(doc), m_errorsOnly(errorsOnly) {}
 
   void Add(CheckSeverity severity, const CXMLObject& element, const std::string& message) {
+    if (m_errorsOnly && severity == CheckSeverity::kWarning) return;
     CheckFinding& finding = m_list.emplace_back();
     finding.severity = severity;
     m_doc.GetPosition(element, finding.line, finding.column);
@@ -125,9 +128,11 @@ class Findings {
   }
   void AddAt(CheckSeverity severity, unsigned int line, unsigned int column,
              const std::string& message) {
+    if (m_errorsOnly && severity == CheckSeverity::kWarning) return;
     m_list.push_back(CheckFinding{severity, line, column, message});
   }
   std::vector<CheckFinding> Take() { return std::move(m_list); }
+  bool WantsWarnings() const noexcept { return !m_errorsOnly; }
 
  private:
   // <Parameter id="3" name="mode">, so that the message says which one.
@@ -144,6 +149,7 @@ class Findings {
   }
 
   const CXMLDoc& m_doc;
+  bool m_errorsOnly;
   std::vector<CheckFinding> m_list;
 };
 
@@ -442,7 +448,7 @@ void CheckParameter(Findings& out, const CXMLObject& parameter) {
 // Rules name parameters by id; conditions nest, so they are walked from a
 // stack rather than by recursion.
 void CheckRules(Findings& out, const CXMLObject& validation,
-                const std::unordered_map<std::u16string, int>& ids) {
+                const std::unordered_map<std::u16string_view, int>& ids) {
   static const tagXMLFLAGMAP kRelations[] = {{0, Pooled(u"Equal")},   {0, Pooled(u"NotEqual")},
                                              {0, Pooled(u"Smaller")}, {0, Pooled(u"SmallerEqual")},
                                              {0, Pooled(u"Greater")}, {0, Pooled(u"GreaterEqual")},
@@ -469,14 +475,17 @@ void CheckRules(Findings& out, const CXMLObject& validation,
 
 void CheckSet(Findings& out, const CXMLObject& set) {
   CheckNames(out, set, kAlpha, kAlphaNames, false, CheckSeverity::kWarning);
-  std::unordered_map<std::u16string, int> ids, names;
+  // The texts are viewed where the set's elements hold them, unchanged
+  // while they are checked.
+  std::unordered_map<std::u16string_view, int> ids, names;
   for (const CXMLObject* parameter = set.FindNextElement(kParameter, nullptr); parameter;
        parameter = set.FindNextElement(kParameter, parameter)) {
     const CZPoolString id = parameter->FindAttribute(kId);
-    if (id && ++ids[std::u16string(id.view())] == 2)
+    if (id && ++ids[id.view()] == 2)
       out.Error(*parameter, "another parameter above has the same id");
-    const CZPoolString name = parameter->FindAttribute(kName);
-    if (name && ++names[std::u16string(name.view())] == 2)
+    const CZPoolString name =
+        out.WantsWarnings() ? parameter->FindAttribute(kName) : CZPoolString();
+    if (name && ++names[name.view()] == 2)
       out.Warning(*parameter, "another parameter above has the same name");
   }
   for (const CXMLObject* validation = set.FindNextElement(kValidation, nullptr); validation;
@@ -491,8 +500,8 @@ void CheckSet(Findings& out, const CXMLObject& set) {
 
 // Every element once, in document order, from a stack: sets and parameters
 // may sit anywhere (a host property, a preset, a nested property tree).
-std::vector<CheckFinding> CheckTree(const CXMLDoc& doc) {
-  Findings out(doc);
+std::vector<CheckFinding> CheckTree(const CXMLDoc& doc, bool errorsOnly = false) {
+  Findings out(doc, errorsOnly);
   std::vector<const CXMLObject*> pending{&doc.GetContentElement()};
   while (!pending.empty()) {
     const CXMLObject& element = *pending.back();
@@ -538,9 +547,18 @@ std::vector<CheckFinding> Failure(const CXMLDoc& doc) {
   return {finding};
 }
 
+// Out of memory as the one finding, when even that fits.
+std::vector<CheckFinding> OutOfMemory() noexcept {
+  try {
+    return {CheckFinding{CheckSeverity::kError, 0, 0, "out of memory"}};
+  } catch (...) {
+    return {};
+  }
+}
+
 }  // namespace
 
-// Nothing escapes: out of memory is one more finding, when even that fits.
+// Nothing escapes: out of memory is one more finding.
 template <typename Open>
 std::vector<CheckFinding> Check(Open open) noexcept {
   try {
@@ -549,11 +567,15 @@ std::vector<CheckFinding> Check(Open open) noexcept {
     if (open(doc) != CXMLDoc::kOk) return Failure(doc);
     return CheckTree(doc);
   } catch (...) {
-    try {
-      return {CheckFinding{CheckSeverity::kError, 0, 0, "out of memory"}};
-    } catch (...) {
-      return {};
-    }
+    return OutOfMemory();
+  }
+}
+
+std::vector<CheckFinding> CheckReadDocument(const CXMLDoc& doc, bool errorsOnly) noexcept {
+  try {
+    return CheckTree(doc, errorsOnly);
+  } catch (...) {
+    return OutOfMemory();
   }
 }
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "qdcheckread.h"
 #include "qdcore/file.h"
 #include "qdformatnames.h"
 #include "qdhostapi.h"
@@ -137,6 +138,19 @@ Result<std::shared_ptr<SetState>> FromDocument(const CXMLDoc& doc) {
   return state;
 }
 
+// The errors of the document read, checked without reading it again (a
+// load hears of errors only). Only when there is one, which fails the load
+// and must say where, is the text read once more to place the findings
+// (`placed`); should that reading find none (a file changed meanwhile), the
+// unplaced ones stand.
+template <typename Placed>
+std::vector<CheckFinding> CheckedOnce(const CXMLDoc& doc, Placed placed) {
+  std::vector<CheckFinding> findings = CheckReadDocument(doc, true);
+  if (!HasCheckErrors(findings)) return findings;
+  std::vector<CheckFinding> withPlaces = placed();
+  return HasCheckErrors(withPlaces) ? withPlaces : findings;
+}
+
 CXMLObject Stored(const SetState& state) {
   CXMLObject out;
   state.set.Store(out);
@@ -158,7 +172,8 @@ Result<Set> Set::load(std::string_view path) {
     if (result != CXMLDoc::kOk) return DocumentFailure(doc, result);
     auto state = FromDocument(doc);
     if (!state) return state.error();
-    if (auto checked = Checked(CheckParamFile(widePath.c_str())); !checked) return checked.error();
+    const auto placed = [&widePath] { return CheckParamFile(widePath.c_str()); };
+    if (auto checked = Checked(CheckedOnce(doc, placed)); !checked) return checked.error();
     return Set(std::move(*state));
   }();
   if (!set) {
@@ -176,7 +191,8 @@ Result<Set> Set::parse(std::string_view xml) {
   }
   auto state = FromDocument(doc);
   if (!state) return state.error();
-  if (auto checked = Checked(CheckParamDocument(xml)); !checked) return checked.error();
+  const auto placed = [xml] { return CheckParamDocument(xml); };
+  if (auto checked = Checked(CheckedOnce(doc, placed)); !checked) return checked.error();
   return Set(std::move(*state));
 }
 

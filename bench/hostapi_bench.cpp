@@ -97,36 +97,37 @@ void BM_FrameHostApi(benchmark::State& state) {
 }
 BENCHMARK(BM_FrameHostApi);
 
-// An editor drags one key of a dense curve and redraws: one edit, one value.
-void BM_EditThenEvaluate(benchmark::State& state) {
-  const int keys = static_cast<int>(state.range(0));
-  qd::Set set = Loaded(1, keys);
+// An editor works on one key of a dense curve and redraws: `edit` (given
+// the parameter, its middle key and the round) and then one value.
+template <typename Edit>
+void EditThenEvaluate(benchmark::State& state, qd::Set& set, Edit edit) {
   qd::Param param = *set.param("param0");
-  const unsigned int middle = static_cast<unsigned int>(keys / 2);
+  const unsigned int middle = static_cast<unsigned int>(param.keys().size() / 2);
   std::int64_t i = 0;
   for (auto _ : state) {
-    param.set_key_value(middle, double(i % 100));
+    edit(param, middle, i);
     benchmark::DoNotOptimize(param.value(TimeAt(i++)));
   }
   state.SetItemsProcessed(state.iterations());
+}
+
+void SetValue(qd::Param& param, unsigned int key, std::int64_t i) {
+  param.set_key_value(key, double(i % 100));
+}
+
+void BM_EditThenEvaluate(benchmark::State& state) {
+  qd::Set set = Loaded(1, static_cast<int>(state.range(0)));
+  EditThenEvaluate(state, set, SetValue);
 }
 BENCHMARK(BM_EditThenEvaluate)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
 // The drag while a render thread's snapshot shares the keys and has
 // evaluated them: its caches watch the same storage.
 void BM_EditWithSnapshotThenEvaluate(benchmark::State& state) {
-  const int keys = static_cast<int>(state.range(0));
-  qd::Set set = Loaded(1, keys);
+  qd::Set set = Loaded(1, static_cast<int>(state.range(0)));
   const qd::Set snapshot = set.snapshot();
   benchmark::DoNotOptimize(snapshot.param("param0")->value(1.0));
-  qd::Param param = *set.param("param0");
-  const unsigned int middle = static_cast<unsigned int>(keys / 2);
-  std::int64_t i = 0;
-  for (auto _ : state) {
-    param.set_key_value(middle, double(i % 100));
-    benchmark::DoNotOptimize(param.value(TimeAt(i++)));
-  }
-  state.SetItemsProcessed(state.iterations());
+  EditThenEvaluate(state, set, SetValue);
 }
 BENCHMARK(BM_EditWithSnapshotThenEvaluate)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
@@ -134,33 +135,28 @@ BENCHMARK(BM_EditWithSnapshotThenEvaluate)->Arg(1000)->Arg(100000)->Unit(benchma
 void BM_MoveThenEvaluate(benchmark::State& state) {
   const int keys = static_cast<int>(state.range(0));
   qd::Set set = Loaded(1, keys);
-  qd::Param param = *set.param("param0");
-  const unsigned int middle = static_cast<unsigned int>(keys / 2);
-  const double at = param.keys()[middle].time, room = 10.0 / (keys - 1) / 4;
-  std::int64_t i = 0;
-  for (auto _ : state) {
-    (void)param.move_key(middle, at + room * double(i % 3 - 1));
-    benchmark::DoNotOptimize(param.value(TimeAt(i++)));
-  }
-  state.SetItemsProcessed(state.iterations());
+  const double at = set.param("param0")->keys()[keys / 2].time, room = 10.0 / (keys - 1) / 4;
+  EditThenEvaluate(state, set, [&](qd::Param& param, unsigned int key, std::int64_t i) {
+    (void)param.move_key(key, at + room * double(i % 3 - 1));
+  });
 }
 BENCHMARK(BM_MoveThenEvaluate)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
-// A key added and removed again, then one value: the list changes length.
+// A key added and removed again: the list changes length twice.
 void BM_AddRemoveThenEvaluate(benchmark::State& state) {
   const int keys = static_cast<int>(state.range(0));
   qd::Set set = Loaded(1, keys);
-  qd::Param param = *set.param("param0");
   const double between = 5.0 + 10.0 / (keys - 1) / 2;
-  std::int64_t i = 0;
-  for (auto _ : state) {
+  EditThenEvaluate(state, set, [&](qd::Param& param, unsigned int, std::int64_t) {
     const auto added = param.add_key(between, 1.0);
     if (added) (void)param.remove_key(*added);
-    benchmark::DoNotOptimize(param.value(TimeAt(i++)));
-  }
-  state.SetItemsProcessed(state.iterations());
+  });
 }
-BENCHMARK(BM_AddRemoveThenEvaluate)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_AddRemoveThenEvaluate)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMicrosecond);
 
 // An edit of a small parameter, then a value of a large untouched one: the
 // large one's cache must not look at its keys again.

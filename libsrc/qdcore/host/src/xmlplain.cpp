@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "utf8.h"
 #include "xmlread.h"
 
 namespace qdcore::reading {
@@ -28,24 +29,6 @@ bool IsNameChar(char c) noexcept {
 // Where a name may end: the general reader's names go on through bytes past
 // ASCII, which this reader leaves to it.
 bool EndsName(char c) noexcept { return !IsNameChar(c) && static_cast<unsigned char>(c) < 0x80; }
-
-void AppendUtf8(std::string& out, char32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
-}
 
 // True when the ASCII name `text` spells `name`, an open element's: its
 // name is checked against the node's, since the text may be released while

@@ -116,8 +116,9 @@ constexpr Ease operator|(Ease a, Ease b) {
 enum class Extrapolation { Hold, Linear, Cycle, CycleWithOffset, Oscillate };
 /// The extrapolation of each end.
 struct Extrapolations {
-  Extrapolation before = Extrapolation::Hold;
-  Extrapolation after = Extrapolation::Hold;
+  Extrapolation before = Extrapolation::Hold;  ///< before the first keyframe
+  Extrapolation after = Extrapolation::Hold;   ///< after the last keyframe
+  /// Both ends alike.
   bool operator==(const Extrapolations&) const = default;
 };
 

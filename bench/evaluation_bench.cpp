@@ -12,32 +12,32 @@ using namespace qdbench;
 
 namespace {
 
-void BM_GetValueDouble(benchmark::State& state) {
+// `ask(param, time)` at random times of a parameter of range(0) keyframes
+// of kind range(1).
+template <typename Ask>
+void AtRandomTimes(benchmark::State& state, Ask ask) {
   const auto count = static_cast<unsigned int>(state.range(0));
   const auto kind = static_cast<unsigned int>(state.range(1));
   const CParam param = KeyframedParam(EvenKeys(count), kind);
   const std::vector<double> times = RandomTimes();
   size_t i = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(param.GetValueDouble(times[i], kDuration, 0.0));
+    benchmark::DoNotOptimize(ask(param, times[i]));
     i = (i + 1) % times.size();
   }
   state.SetLabel(KindName(kind));
+}
+
+void BM_GetValueDouble(benchmark::State& state) {
+  AtRandomTimes(state,
+                [](const CParam& p, double t) { return p.GetValueDouble(t, kDuration, 0.0); });
 }
 BENCHMARK(BM_GetValueDouble)->ArgsProduct({{2, 8, 64, 1024}, {1, 2, 4, 8, 16}});
 
 // The slope at a random time: the same walk, the kind's derivative beside its value.
 void BM_GetDerivativeDouble(benchmark::State& state) {
-  const auto count = static_cast<unsigned int>(state.range(0));
-  const auto kind = static_cast<unsigned int>(state.range(1));
-  const CParam param = KeyframedParam(EvenKeys(count), kind);
-  const std::vector<double> times = RandomTimes();
-  size_t i = 0;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(param.GetDerivativeDouble(times[i], kDuration));
-    i = (i + 1) % times.size();
-  }
-  state.SetLabel(KindName(kind));
+  AtRandomTimes(state,
+                [](const CParam& p, double t) { return p.GetDerivativeDouble(t, kDuration); });
 }
 BENCHMARK(BM_GetDerivativeDouble)->ArgsProduct({{8, 1024}, {2, 4, 8, 16}});
 

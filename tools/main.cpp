@@ -51,9 +51,7 @@ CLI::App* AddEval(CLI::App& app, EvalOptions& options) {
       app.add_subcommand("eval", "Print every parameter's value at evenly spaced times");
   AddFileArgument(*command, options.file);
   AddSelection(*command, options.selection);
-  AddDuration(*command, options.timeLine);
-  AddStart(*command, options.timeLine);
-  AddWindow(*command, options.timeLine);
+  AddClipWindow(*command, options.timeLine);
   AddSampling(*command, options.timeLine);
   AddFrames(*command, options.timeLine);
   command->add_option("--format", options.format, "table (aligned), csv or json")
@@ -71,9 +69,7 @@ CLI::App* AddPlot(CLI::App& app, PlotOptions& options) {
       app.add_subcommand("plot", "Draw the numeric parameters over time as an SVG chart");
   AddFileArgument(*command, options.file);
   AddSelection(*command, options.selection);
-  AddDuration(*command, options.timeLine);
-  AddStart(*command, options.timeLine);
-  AddWindow(*command, options.timeLine);
+  AddClipWindow(*command, options.timeLine);
   AddOutput(*command, options.out, options.force,
             "the SVG file to write (default: the input's name with .svg, here)");
   command->add_option("--path", options.path,
@@ -117,9 +113,7 @@ CLI::App* AddFind(CLI::App& app, FindOptions& options) {
       app.add_subcommand("find", "Print the time a parameter's value first reaches a number");
   AddFileArgument(*command, options.file);
   AddSelection(*command, options.selection);
-  AddDuration(*command, options.timeLine);
-  AddStart(*command, options.timeLine);
-  AddWindow(*command, options.timeLine);
+  AddClipWindow(*command, options.timeLine);
   command->add_option("-v,--value", options.value, "the value to look for")->required();
   command->add_flag("-a,--all", options.all, "print every time it reaches the value");
   command->footer("Example: qdparam find examples/pip.xml --param opacity --value 0.5");

@@ -23,12 +23,10 @@ void AddDuration(CLI::App& command, TimeLine& timeLine) {
       ->capture_default_str();
 }
 
-void AddStart(CLI::App& command, TimeLine& timeLine) {
+void AddClipWindow(CLI::App& command, TimeLine& timeLine) {
+  AddDuration(command, timeLine);
   command.add_option("-s,--start", timeLine.start, "start time of the clip in seconds")
       ->capture_default_str();
-}
-
-void AddWindow(CLI::App& command, TimeLine& timeLine) {
   command.add_option("--from", timeLine.from, "first time to look at (default: the clip's start)");
   command.add_option("--to", timeLine.to, "last time to look at (default: the clip's end)");
 }

@@ -33,7 +33,7 @@ struct EvalOptions {
   Selection selection;
   TimeLine timeLine;
   std::string format = "table";  // or csv, json
-  bool slope = false;             // each number's slope per second instead of its value
+  bool slope = false;            // each number's slope per second instead of its value
 };
 
 struct PlotOptions {
@@ -89,8 +89,8 @@ struct CheckOptions {
 void AddFileArgument(CLI::App& command, std::string& file);
 void AddSelection(CLI::App& command, Selection& selection);
 void AddDuration(CLI::App& command, TimeLine& timeLine);
-void AddStart(CLI::App& command, TimeLine& timeLine);
-void AddWindow(CLI::App& command, TimeLine& timeLine);
+// The clip (--duration, --start) and the stretch of it to look at (--from, --to).
+void AddClipWindow(CLI::App& command, TimeLine& timeLine);
 void AddSampling(CLI::App& command, TimeLine& timeLine);
 // --frames A..B, for commands that sample frames.
 void AddFrames(CLI::App& command, TimeLine& timeLine);

@@ -80,14 +80,11 @@ CParam::EvalCache::~EvalCache() {
   delete m_predecessor;
 }
 
-// Only numbers are cached: the other types are read live.
 bool CParam::EvalCache::Build(const CParam& param, EvalWatch& watch) {
   // What the watch noted before is read in now; what counts is noted after.
   m_watch = watch.watch;
   m_watch->TakeNoted(watch.noted);
   m_seen.store(m_watch->Changes(), std::memory_order_relaxed);
-  const unsigned int kind = param.GetType();
-  if (kind != PARAM_DOUBLE && kind != PARAM_LONG && kind != PARAM_BOOL) return false;
   m_watch->StartReading();
   if (!Observe(param)) return false;
   ReadParameter(param);
@@ -219,6 +216,9 @@ CParam::EvalWatch* CParam::EvalCache::WatchOf(const CParam& param) {
 // reads the XML this once.
 const CParam::EvalCache* CParam::EvalCache::Refresh(const CParam& param) {
   if (CachingIsOff()) return nullptr;
+  // Only numbers are cached: the other types are read live, with nothing made.
+  const unsigned int kind = param.GetType();
+  if (kind != PARAM_DOUBLE && kind != PARAM_LONG && kind != PARAM_BOOL) return nullptr;
   EvalWatch* watch = WatchOf(param);
   if (!watch || watch->refreshing.test_and_set(std::memory_order_acquire)) return nullptr;
   const EvalCache* cache = RefreshAlone(param, *watch);

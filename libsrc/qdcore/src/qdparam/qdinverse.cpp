@@ -20,7 +20,7 @@ class CachedKeys {
       : m_param(param), m_cache(cache), m_line(line) {}
   const mtime* Times() const { return m_line.times.data(); }
   unsigned int Count() const { return static_cast<unsigned int>(m_line.times.size()); }
-  bool Ordered() const { return m_line.ordered; }
+  bool Ordered() const { return m_line.Ordered(); }
   // The line's index of segment bounds, made by `build` the first time; null
   // without memory for it.
   template <typename Build>

@@ -150,7 +150,7 @@ void ParamEvaluation::SortedKeyTimes(const CParam& param, mtime duration, mtime 
                                      const std::function<void(std::span<const mtime>)>& use) {
   if (const CParam::EvalCache* cache = CParam::EvalCache::For(param)) {
     const Timeline* line = cache->LineFor(duration, minDuration);
-    if (line && line->ordered) return use(line->times);
+    if (line && line->Ordered()) return use(line->times);
   }
   std::vector<mtime> times;
   times.reserve(param.GetSize());
@@ -171,7 +171,7 @@ const std::vector<mtime>* ParamEvaluation::OrderedKeyTimes(const CParam& param, 
                                                            mtime minDuration) {
   const CParam::EvalCache* cache = CParam::EvalCache::For(param);
   const Timeline* line = cache ? cache->LineFor(duration, minDuration) : nullptr;
-  if (!line || !line->ordered || (!line->times.empty() && !(line->times.front() >= 0.0))) {
+  if (!line || !line->Ordered() || (!line->times.empty() && !(line->times.front() >= 0.0))) {
     return nullptr;
   }
   return &line->times;

@@ -37,7 +37,7 @@ unsigned int Timeline::Find(mtime time, unsigned int& cursor) const {
   const mtime* t = times.data();
   // The walk passes a keyframe when `time` is at or after it.
   const auto passes = [time](mtime at) { return time >= at; };
-  if (!ordered) {
+  if (!Ordered()) {
     unsigned int i = 0;
     while (i < count && passes(t[i])) ++i;
     return i;
@@ -81,7 +81,6 @@ std::unique_ptr<Timeline> CParam::EvalCache::Resolve(mtime duration, mtime minDu
   for (std::size_t i = 1; i < line->times.size(); ++i) {
     line->descents += OutOfOrder(line->times[i - 1], line->times[i]) ? 1 : 0;
   }
-  line->ordered = line->descents == 0;
   PrepareBezierSegments(*line, duration);
   return line;
 }
@@ -105,7 +104,6 @@ void Timeline::InsertKeyAt(std::size_t index) {
     const std::size_t at = std::min(index, bezier.size());
     bezier.insert(bezier.begin() + static_cast<std::ptrdiff_t>(at), BezierInverse{});
   }
-  ordered = descents == 0;
   delete valueIndex.exchange(nullptr, std::memory_order_acq_rel);
 }
 
@@ -119,7 +117,6 @@ void Timeline::RemoveKeyAt(std::size_t index) {
     const std::size_t at = std::min(index, bezier.size() - 1);
     bezier.erase(bezier.begin() + static_cast<std::ptrdiff_t>(at));
   }
-  ordered = descents == 0;
   delete valueIndex.exchange(nullptr, std::memory_order_acq_rel);
 }
 
@@ -133,7 +130,6 @@ void CParam::EvalCache::RelineKeyFrame(Timeline& line, unsigned int index) const
   const mtime carried = index == 0 ? mtime() : mtime(kNoNextTime);
   line.times[index] = KeyTimeOnClip(m_positions[index], duration, minDuration, carried);
   line.descents += line.DescentsAround(index);
-  line.ordered = line.descents == 0;
   for (unsigned int i = index > 0 ? index - 1 : 0; i <= index && i + 1 < line.times.size(); ++i) {
     PrepareBezierSegment(line, i, duration);
   }

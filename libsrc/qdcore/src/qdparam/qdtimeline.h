@@ -17,8 +17,9 @@ class ValueIndex;
 // Keyframe times resolved for one clip length and minimum duration.
 struct Timeline {
   std::uint64_t duration = 0, minDuration = 0;  // bit patterns: NaN matches itself
-  bool ordered = false;       // never decreasing in list order: a binary search is the walk
-  unsigned int descents = 0;  // neighbours out of that order (NaN included)
+  unsigned int descents = 0;                    // neighbours out of list order (NaN included)
+  // Never decreasing in list order: a binary search is the walk.
+  bool Ordered() const { return descents == 0; }
   std::vector<mtime> times;
   // By keyframe: the time curve of the Bezier segment it starts (to the
   // next keyframe in the list, as the walk pairs them). Empty without one.

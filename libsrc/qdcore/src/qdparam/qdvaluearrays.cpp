@@ -156,7 +156,7 @@ SampleRun CParam::EvalCache::FillRun(const CParam& param, mtime duration, mtime 
     return {};
   }
   const Timeline* line = TimelineFor(duration, minDuration);
-  if (!line || !line->ordered) return {};
+  if (!line || !line->Ordered()) return {};
   const unsigned int k = line->Find(SampleTime(start, step, from), cursor);
   const auto stopsAtK = [&](unsigned long j) {
     const mtime t = SampleTime(start, step, j);

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <functional>
 #include <thread>
 
 #include "qdparam/paramset.h"
@@ -416,6 +417,41 @@ TEST(HostApi, AFrameHoldsEveryNumberOfTheSet) {
   ASSERT_TRUE(mixed.values(0.0, two));
   EXPECT_TRUE(std::isnan(two[0]));
   EXPECT_EQ(two[1], 30.0);
+}
+
+// A frame starts each search where the last one ended: whatever the order of
+// its times and whatever changed in between, it answers what single values do,
+// and writes each value's trace line.
+TEST(HostApi, AFrameAgreesWithSingleValuesAcrossJumpsAndEdits) {
+  qd::Set set = Load(kPip);
+  set.set_clip(0.0, 6.0);
+  const qd::Frame frame = qd::Frame::numeric(set);
+  std::vector<double> out(frame.params().size());
+  const auto agrees = [&](double t) {
+    if (!frame.values(t, out)) return false;
+    for (std::size_t i = 0; i < out.size(); ++i) {
+      const double single = frame.params()[i].value(t).value_or(NAN);
+      if (!(out[i] == single || (std::isnan(out[i]) && std::isnan(single)))) return false;
+    }
+    return true;
+  };
+  qd::Param x = *set.param("position_x");
+  const std::vector<std::function<void()>> changes = {
+      [] {},
+      [&] { ASSERT_TRUE(x.add_key(1.3, 0.25).ok()); },
+      [&] { ASSERT_TRUE(x.remove_key(0).ok()); },
+      [&] { ASSERT_TRUE(x.move_key(0, 5.5).ok()); },
+      [&] { set.set_clip(2.0, 3.0); },
+  };
+  for (const auto& change : changes) {
+    change();
+    for (double t : {0.0, 5.9, 0.1, 3.0, 3.01, 2.99, -1.0, 9.0, 4.5, 1.2, 1.3}) {
+      EXPECT_TRUE(agrees(t)) << t;
+    }
+  }
+  qdtest::TraceCapture trace(398, 10);
+  ASSERT_TRUE(agrees(2.5));
+  EXPECT_EQ(trace.lines().size(), 2 * out.size());  // the frame's lines and the singles'
 }
 
 }  // namespace

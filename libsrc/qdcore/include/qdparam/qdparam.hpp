@@ -281,6 +281,7 @@ class QDPARAM_API Param {
 
  private:
   friend class Set;
+  friend class Frame;
   Param(std::shared_ptr<detail::SetState> state, qdcore::CParam* param);
   qdcore::CParam* Resolve() const;
 
@@ -361,6 +362,9 @@ class QDPARAM_API Frame {
 
  private:
   std::vector<Param> m_params;
+  // By parameter: the keyframe segment its last value came from, where the
+  // next frame's search starts. A hint only: any value is safe.
+  mutable std::vector<unsigned int> m_cursors;
 };
 
 }  // namespace qd

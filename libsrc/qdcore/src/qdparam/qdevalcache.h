@@ -86,7 +86,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   unsigned int type = PARAM_UNDEFINED;
   bool inactive = false;
   bool keyFramed = false;
-  bool easeInOut = false;  // the parameter's own time translation
+  bool easeInOut = false;       // the parameter's own time translation
   Extrapolation extrapolation;  // before the first and after the last keyframe
   StoredValue inactiveValue, staticValue;
   DoubleLimits doubleLimits;
@@ -101,7 +101,10 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   // from XML). Holds the segment found last, for the next nearby time.
   class View {
    public:
-    View(const CParam& param, const EvalCache& cache) : m_param(param), m_cache(cache) {}
+    View(const CParam& param, const EvalCache& cache, unsigned int cursor = Timeline::kNoHint)
+        : m_param(param), m_cache(cache), m_cursor(cursor) {}
+    // The segment found last, to start the next call from.
+    unsigned int Cursor() const { return m_cursor; }
     const CParam& Param() const { return m_param; }
     unsigned int Type() const { return m_cache.type; }
     bool Inactive() const { return m_cache.inactive; }
@@ -149,7 +152,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
 
     const CParam& m_param;
     const EvalCache& m_cache;
-    mutable unsigned int m_cursor = Timeline::kNoHint;
+    mutable unsigned int m_cursor;
   };
   View Bind(const CParam& param) const { return View(param, *this); }
 

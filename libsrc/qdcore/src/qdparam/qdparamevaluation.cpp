@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -87,6 +88,25 @@ double ParamEvaluation::Double(const CParam& param, mtime time, mtime duration, 
     return ValueDouble(source, time, duration, minDuration, def);
   });
 }
+
+double ParamEvaluation::DoubleFrom(const CParam& param, mtime time, mtime duration,
+                                   mtime minDuration, unsigned int& cursor, bool traced) {
+  const CParam::EvalCache* cache = CParam::EvalCache::For(param);
+  if (!cache) {
+    const unsigned int type = param.GetType();
+    const bool number = type == PARAM_DOUBLE || type == PARAM_LONG || type == PARAM_BOOL;
+    return number ? Double(param, time, duration, minDuration, 0.0)
+                  : std::numeric_limits<double>::quiet_NaN();
+  }
+  if (traced) return Double(param, time, duration, minDuration, 0.0);
+  const CParam::EvalCache::View view(param, *cache, cursor);
+  // Untraced, the value is the trace's subject alone.
+  const double value = TypedValue<double>(view, time, duration, minDuration, 0.0);
+  cursor = view.Cursor();
+  return value;
+}
+
+bool ParamEvaluation::IsTraced() { return wPrintf_IsUserLevelActive(kTraceCategory, kTraceLevel); }
 
 long CParam::GetValueLong(const mtime& time, const mtime& duration, long def) const {
   return ParamEvaluation::Long(*this, time, duration, CachedMinDuration(m_MinDuration), def);

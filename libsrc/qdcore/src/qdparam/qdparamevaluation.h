@@ -16,6 +16,15 @@ namespace qdcore {
 struct ParamEvaluation {
   static double Double(const CParam& param, mtime time, mtime duration, mtime minDuration,
                        double def);
+  // Double's value for a caller that evaluates the parameter again and
+  // again: `cursor` (start with Timeline::kNoHint) keeps the segment found
+  // last, and the trace line is written only when `traced` (the caller
+  // asked IsTraced once for many values). The same value as Double; NaN
+  // for a parameter that is not a number.
+  static double DoubleFrom(const CParam& param, mtime time, mtime duration, mtime minDuration,
+                           unsigned int& cursor, bool traced);
+  // Whether evaluations write their trace lines now.
+  static bool IsTraced();
   static long Long(const CParam& param, mtime time, mtime duration, mtime minDuration, long def);
   static bool Bool(const CParam& param, mtime time, mtime duration, mtime minDuration, bool def);
   static CZPoolString String(const CParam& param, mtime time, mtime duration, mtime minDuration,

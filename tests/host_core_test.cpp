@@ -2,9 +2,12 @@
 // formatting, assertion routine, trace levels and folders.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <random>
 #include <set>
 #include <thread>
 #include <vector>
@@ -26,7 +29,8 @@ TEST(PoolString, TextNumbersSuffixesAndCopies) {
     EXPECT_STREQ(reinterpret_cast<const char*>(s->c_str()), "");  // never null
   }
   const CZPoolString a(u"value"), c(u"Value");
-  EXPECT_TRUE(a == CZPoolString(u"value") && a == u"value" && a == CStringPool::GetStringRef(u"value"));
+  EXPECT_TRUE(a == CZPoolString(u"value") && a == u"value" &&
+              a == CStringPool::GetStringRef(u"value"));
   EXPECT_TRUE(a != c && !(a == c) && a.len() == 5u);
   EXPECT_TRUE(CZPoolString(-42) == u"-42" && CZPoolString(0L) == u"0");
   EXPECT_TRUE(CZPoolString(static_cast<long>(INT32_MIN)) == u"-2147483648");
@@ -85,12 +89,16 @@ TEST(Time, ArithmeticOrderingAndUnassigned) {
 namespace {
 
 // A block of ints that counts what the block's hooks are asked to do.
-struct Counters { int moves = 0, moved = 0, copies = 0, cleared = 0; };
+struct Counters {
+  int moves = 0, moved = 0, copies = 0, cleared = 0;
+};
 
 class CountedList : public CZMemory {
  public:
   explicit CountedList(Counters& counters) : m_counters(&counters) {}
-  CountedList(const CountedList& other) : CZMemory(), m_counters(other.m_counters) { *this = other; }
+  CountedList(const CountedList& other) : CZMemory(), m_counters(other.m_counters) {
+    *this = other;
+  }
   CountedList& operator=(const CountedList& other) {
     CZMemory::operator=(other);
     return *this;
@@ -99,7 +107,8 @@ class CountedList : public CZMemory {
 
   bool Add(int value) {
     const std::uint64_t count = Count();
-    if ((count + 1) * sizeof(int) > GetAllocSize() && !Realloc((count + 4) * sizeof(int))) return false;
+    if ((count + 1) * sizeof(int) > GetAllocSize() && !Realloc((count + 4) * sizeof(int)))
+      return false;
     SetSize((count + 1) * sizeof(int));
     Items()[count] = value;
     return true;
@@ -112,7 +121,8 @@ class CountedList : public CZMemory {
     m_counters->cleared += static_cast<int>(Count());
     return true;
   }
-  void RelocateMemory(void* from, std::uint64_t fromSize, void* to, std::uint64_t toSize, int mode) override {
+  void RelocateMemory(void* from, std::uint64_t fromSize, void* to, std::uint64_t toSize,
+                      int mode) override {
     CZMemory::RelocateMemory(from, fromSize, to, toSize, mode);
     ++(mode < 2 ? m_counters->moves : m_counters->copies);
     if (mode < 2) m_counters->moved += static_cast<int>(std::min(fromSize, toSize) / sizeof(int));
@@ -192,7 +202,9 @@ struct Rule {
   static int live;
   std::vector<int> items;
   static void Construct(void* at) { new (at) Rule(), ++live; }
-  static void Copy(void* at, const void* from) { new (at) Rule(*static_cast<const Rule*>(from)), ++live; }
+  static void Copy(void* at, const void* from) {
+    new (at) Rule(*static_cast<const Rule*>(from)), ++live;
+  }
   static void Destruct(void* at) { static_cast<Rule*>(at)->~Rule(), --live; }
 };
 int Rule::live = 0;
@@ -237,17 +249,22 @@ TEST(Guid, DistinctValuesWithARoundTrippingUpperCaseText) {
   CGUID id, other;
   for (int i = 0; i < 16; ++i) id.bytes[i] = static_cast<unsigned char>(0xA0 + i);
   EXPECT_TRUE(id.GetString() == u"{A0A1A2A3-A4A5-A6A7-A8A9-AAABACADAEAF}");
-  for (const wchar* bad : {u"", u"{A0A1A2A3-A4A5-A6A7-A8A9-AAABACADAEA}", u"{A0A1A2A3-A4A5-A6A7-A8A9-AAABACADAEAG}",
-                           u"A0A1A2A3-A4A5-A6A7-A8A9-AAABACADAEAF00", u"{A0A1A2A3+A4A5-A6A7-A8A9-AAABACADAEAF}"}) {
+  for (const wchar* bad :
+       {u"", u"{A0A1A2A3-A4A5-A6A7-A8A9-AAABACADAEA}", u"{A0A1A2A3-A4A5-A6A7-A8A9-AAABACADAEAG}",
+        u"A0A1A2A3-A4A5-A6A7-A8A9-AAABACADAEAF00", u"{A0A1A2A3+A4A5-A6A7-A8A9-AAABACADAEAF}"}) {
     EXPECT_FALSE(other.parse(bad)) << ToUtf8(bad);
   }
   EXPECT_TRUE(other == CGUID() && CGUID() < id);
 }
 
 TEST(Numbers, ParsingReadsAPrefixInTheCLocaleAndSaturates) {
-  struct Real { const wchar* text; double value; int used; } reals[] = {
-      {u"2.5s", 2.5, 3}, {u"  -0.125", -0.125, 8}, {u"1e3fs", 1000.0, 3}, {u"+4", 4.0, 2},
-      {u"abc", 0.0, 0},  {u".5%", 0.5, 2},          {u"0.300000000000", 0.3, 14}};
+  struct Real {
+    const wchar* text;
+    double value;
+    int used;
+  } reals[] = {
+      {u"2.5s", 2.5, 3}, {u"  -0.125", -0.125, 8}, {u"1e3fs", 1000.0, 3},       {u"+4", 4.0, 2},
+      {u"abc", 0.0, 0},  {u".5%", 0.5, 2},         {u"0.300000000000", 0.3, 14}};
   for (const Real& c : reals) {
     const wchar* end = nullptr;
     EXPECT_EQ(ParseDouble(c.text, &end), c.value) << ToUtf8(c.text);
@@ -257,15 +274,25 @@ TEST(Numbers, ParsingReadsAPrefixInTheCLocaleAndSaturates) {
   EXPECT_TRUE(std::isinf(ParseDouble(u"1e999")));
   // A run of digits longer than any stack copy still reads exactly.
   EXPECT_EQ(ParseDouble((u"1" + std::u16string(300, u'0') + u"e-300").c_str()), 1.0);
-  const std::pair<const wchar*, std::int32_t> ints[] = {
-      {u"42", 42}, {u"\t-7x", -7}, {u"+2.9", 2}, {u"abc", 0}, {u"2147483647", INT32_MAX},
-      {u"2147483648", INT32_MAX}, {u"-2147483648", INT32_MIN}, {u"-99999999999999999999", INT32_MIN}};
+  const std::pair<const wchar*, std::int32_t> ints[] = {{u"42", 42},
+                                                        {u"\t-7x", -7},
+                                                        {u"+2.9", 2},
+                                                        {u"abc", 0},
+                                                        {u"2147483647", INT32_MAX},
+                                                        {u"2147483648", INT32_MAX},
+                                                        {u"-2147483648", INT32_MIN},
+                                                        {u"-99999999999999999999", INT32_MIN}};
   for (const auto& [text, value] : ints) EXPECT_EQ(ParseInt(text), value) << ToUtf8(text);
   // Truncation follows the hardware: out of range is INT32_MIN.
-  const std::pair<double, std::int32_t> truncated[] = {
-      {2.9, 2}, {-2.9, -2}, {-2147483648.9, INT32_MIN}, {2147483647.9, INT32_MAX},
-      {2147483648.0, INT32_MIN}, {std::nan(""), INT32_MIN}, {-HUGE_VAL, INT32_MIN}};
-  for (const auto& [value, expected] : truncated) EXPECT_EQ(TruncateToInt32(value), expected) << value;
+  const std::pair<double, std::int32_t> truncated[] = {{2.9, 2},
+                                                       {-2.9, -2},
+                                                       {-2147483648.9, INT32_MIN},
+                                                       {2147483647.9, INT32_MAX},
+                                                       {2147483648.0, INT32_MIN},
+                                                       {std::nan(""), INT32_MIN},
+                                                       {-HUGE_VAL, INT32_MIN}};
+  for (const auto& [value, expected] : truncated)
+    EXPECT_EQ(TruncateToInt32(value), expected) << value;
 }
 
 TEST(Numbers, Utf8RoundTripAndRejection) {
@@ -282,7 +309,10 @@ TEST(Numbers, Utf8RoundTripAndRejection) {
 // ---- Formatting, reports and trace
 
 TEST(Format, TheSubsetTheLibraryUses) {
-  struct Case { std::u16string actual; std::u16string expected; } cases[] = {
+  struct Case {
+    std::u16string actual;
+    std::u16string expected;
+  } cases[] = {
       {FormatString(u"%d|%5d|%-4d|%05d", 7, -3, 2, 42), u"7|   -3|2   |00042"},
       {FormatString(u"%u %x %X", 4000000000u, 255u, 255u), u"4000000000 ff FF"},
       {FormatString(u"%ld %lld %zu", 5L, -6LL, std::size_t{7}), u"5 -6 7"},
@@ -305,14 +335,36 @@ TEST(Format, TheSubsetTheLibraryUses) {
   EXPECT_EQ(FormatBuffer(nullptr, 0, u"%s", u"abc"), 3);
 }
 
+// Reals take a shorter road than the C library's printf; the text must not
+// differ from printf's in any digit, for any value or precision.
+TEST(Format, RealsAreTheCLibrarysTextToTheDigit) {
+  std::mt19937_64 random(7);
+  std::vector<double> values = {0.0,         -0.0,      0.5,      2.5,       1e-320, -1e300,
+                                123456789.0, 0.1 + 0.2, INFINITY, -INFINITY, NAN,    -NAN};
+  for (int i = 0; i < 2000; ++i) {
+    values.push_back(std::bit_cast<double>(random()));
+    values.push_back(std::ldexp(double(random() % 2000000) - 1e6, int(random() % 80) - 40));
+  }
+  for (const char* format : {"%f", "%e", "%g", "%.12f", "%.0f", "%.3e", "%.0g", "%.17g", "%.40f"}) {
+    std::u16string wide(format, format + std::strlen(format));
+    for (const double v : values) {
+      char expected[512];
+      std::snprintf(expected, sizeof expected, format, v);
+      ASSERT_EQ(ToUtf8(FormatString(wide.c_str(), v)), expected) << format << " " << v;
+    }
+  }
+}
+
 TEST(Assertion, ReportsReachTheInstalledHandler) {
   qdtest::AssertCapture capture;
-  EXPECT_FALSE(DetailedMessageBox("m_Type == PARAM_UNDEFINED", kRuntimeAssumptionFailed, "f.cpp", 12, "sig1"));
+  EXPECT_FALSE(DetailedMessageBox("m_Type == PARAM_UNDEFINED", kRuntimeAssumptionFailed, "f.cpp",
+                                  12, "sig1"));
   EXPECT_FALSE(DetailedMessageBox(u"pXML \u00e9", kIllegalCodePointReached, "f.cpp", 13, "sig"));
   ReportFailure("x", kRuntimeAssumptionFailed, "f.cpp", 14, "sig2");
-  EXPECT_EQ(capture.reports(), (qdtest::Reports{{"m_Type == PARAM_UNDEFINED", "Runtime assumption failed", "sig1"},
-                                                {"pXML \xC3\xA9", "Illegal code point reached", "sig"},
-                                                {"x", "Runtime assumption failed", "sig2"}}));
+  EXPECT_EQ(capture.reports(),
+            (qdtest::Reports{{"m_Type == PARAM_UNDEFINED", "Runtime assumption failed", "sig1"},
+                             {"pXML \xC3\xA9", "Illegal code point reached", "sig"},
+                             {"x", "Runtime assumption failed", "sig2"}}));
   EXPECT_FALSE(IsDebuggerPresent());
 }
 

@@ -1,9 +1,12 @@
 // The wide printf subset shared by the trace and the XML attribute writer.
 // Numbers are formatted by the C library in the "C" locale, then widened.
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <system_error>
+#include <type_traits>
 
 #include "qdcore/log.h"
 
@@ -69,11 +72,45 @@ bool ReadSpec(const wchar*& p, std::va_list& args, Spec& spec) {
 }
 
 void AppendNarrow(std::u16string& out, const char* text, std::size_t size) {
-  for (std::size_t i = 0; i < size; ++i) out += static_cast<wchar>(static_cast<unsigned char>(text[i]));
+  for (std::size_t i = 0; i < size; ++i)
+    out += static_cast<wchar>(static_cast<unsigned char>(text[i]));
+}
+
+// The plain real conversions (no flags, no width) by std::to_chars, which
+// gives printf's text in the "C" locale without parsing a format; false
+// when the text does not fit, to go the long way.
+bool AppendPlainReal(std::u16string& out, const Spec& spec, char conversion, double value) {
+  if (spec.flagCount != 0 || spec.width >= 0) return false;
+  std::chars_format style;
+  switch (conversion) {
+    case 'f':
+      style = std::chars_format::fixed;
+      break;
+    case 'e':
+      style = std::chars_format::scientific;
+      break;
+    case 'g':
+      style = std::chars_format::general;
+      break;
+    default:
+      return false;
+  }
+  // printf's default precision, and a precision of 0 for %g means 1 there too.
+  const int precision = spec.precision >= 0 ? spec.precision : 6;
+  char buffer[512];
+  const std::to_chars_result r =
+      std::to_chars(buffer, buffer + sizeof buffer, value, style, precision);
+  if (r.ec != std::errc()) return false;
+  AppendNarrow(out, buffer, static_cast<std::size_t>(r.ptr - buffer));
+  return true;
 }
 
 template <typename T>
-void AppendNumber(std::u16string& out, const Spec& spec, const char* length, char conversion, T value) {
+void AppendNumber(std::u16string& out, const Spec& spec, const char* length, char conversion,
+                  T value) {
+  if constexpr (std::is_same_v<T, double>) {
+    if (AppendPlainReal(out, spec, conversion, value)) return;
+  }
   char format[32];
   int f = 0;
   format[f++] = '%';
@@ -83,7 +120,8 @@ void AppendNumber(std::u16string& out, const Spec& spec, const char* length, cha
   f += std::snprintf(format + f, sizeof format - f, "%s%c", length, conversion);
   char buffer[512];
   auto print = [&](char* into, std::size_t size) {
-    if (spec.width >= 0 && spec.precision >= 0) return std::snprintf(into, size, format, spec.width, spec.precision, value);
+    if (spec.width >= 0 && spec.precision >= 0)
+      return std::snprintf(into, size, format, spec.width, spec.precision, value);
     if (spec.width >= 0) return std::snprintf(into, size, format, spec.width, value);
     if (spec.precision >= 0) return std::snprintf(into, size, format, spec.precision, value);
     return std::snprintf(into, size, format, value);
@@ -103,8 +141,9 @@ void AppendPadded(std::u16string& out, const Spec& spec, std::u16string_view tex
   if (spec.precision >= 0 && text.size() > static_cast<std::size_t>(spec.precision)) {
     text = text.substr(0, static_cast<std::size_t>(spec.precision));
   }
-  const std::size_t pad =
-      spec.width > 0 && static_cast<std::size_t>(spec.width) > text.size() ? spec.width - text.size() : 0;
+  const std::size_t pad = spec.width > 0 && static_cast<std::size_t>(spec.width) > text.size()
+                              ? spec.width - text.size()
+                              : 0;
   if (!spec.leftAlign) out.append(pad, u' ');
   out.append(text);
   if (spec.leftAlign) out.append(pad, u' ');
@@ -129,10 +168,22 @@ void AppendInteger(std::u16string& out, const Spec& spec, std::va_list& args) {
 // False for a conversion outside the subset, which the caller copies as text.
 bool AppendConversion(std::u16string& out, const Spec& spec, std::va_list& args) {
   switch (spec.conversion) {
-    case 'd': case 'i': case 'u': case 'x': case 'X': case 'o':
+    case 'd':
+    case 'i':
+    case 'u':
+    case 'x':
+    case 'X':
+    case 'o':
       AppendInteger(out, spec, args);
       return true;
-    case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
+    case 'f':
+    case 'F':
+    case 'e':
+    case 'E':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A':
       if (spec.length[0] == 'L') {
         AppendNumber(out, spec, "L", static_cast<char>(spec.conversion), va_arg(args, long double));
       } else {
@@ -180,7 +231,8 @@ void AppendFormatV(std::u16string& out, const wchar* format, std::va_list args) 
       out.append(percent);
       break;
     }
-    if (!AppendConversion(out, spec, local)) out.append(percent, static_cast<std::size_t>(p - percent));
+    if (!AppendConversion(out, spec, local))
+      out.append(percent, static_cast<std::size_t>(p - percent));
   }
   va_end(local);
 }

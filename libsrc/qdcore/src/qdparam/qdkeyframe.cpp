@@ -1,6 +1,4 @@
 // CKeyFrame: one keyframe of a parameter, kept in its XML element "Keyframe".
-#include "qdparam/keyframe.h"
-
 #include <cstddef>
 #include <iterator>
 #include <string_view>
@@ -12,6 +10,7 @@
 #include "qdformatnames.h"
 #include "qdnumberlocale.h"
 #include "qdnumbers.h"
+#include "qdparam/keyframe.h"
 
 namespace qdcore {
 
@@ -144,7 +143,8 @@ CKeyFrame::CKeyFrame(const CParam& param, const CXMLObject& xml)
 CKeyFrame::CKeyFrame(const CKeyFrame& other)
     : CXMLObject(other), m_Type(other.m_Type), m_Definition(other.m_Definition) {}
 
-CKeyFrame::~CKeyFrame() { Free(); }
+// Quietly, as a parameter goes: keyframes in a list are dropped through Free.
+CKeyFrame::~CKeyFrame() = default;
 
 void CKeyFrame::Free() noexcept {
   CXMLObject::Free();
@@ -195,7 +195,8 @@ bool CKeyFrame::GetValueLong(long& v) const {
 }
 
 bool CKeyFrame::GetValueBool(bool& v) const {
-  return QD_VERIFY(m_Type == PARAM_BOOL, "bool __cdecl qdcore::CKeyFrame::GetValueBool(bool &) const") &&
+  return QD_VERIFY(m_Type == PARAM_BOOL,
+                   "bool __cdecl qdcore::CKeyFrame::GetValueBool(bool &) const") &&
          ParamHelper::GetValueBool(*this, kValue, v);
 }
 
@@ -208,8 +209,9 @@ bool CKeyFrame::GetValueString(CZPoolString& v) const {
 
 CZPoolString CKeyFrame::GetValueString() const {
   CZPoolString text;
-  if (QD_VERIFY(m_Type == PARAM_UNDEFINED || m_Type == PARAM_STRING,
-                "class qdcore::CZPoolString __cdecl qdcore::CKeyFrame::GetValueString(void) const")) {
+  if (QD_VERIFY(
+          m_Type == PARAM_UNDEFINED || m_Type == PARAM_STRING,
+          "class qdcore::CZPoolString __cdecl qdcore::CKeyFrame::GetValueString(void) const")) {
     ParamHelper::GetValueString(*this, kValue, text);
   }
   return text;
@@ -227,18 +229,25 @@ unsigned int CKeyFrame::GetValueBinary(unsigned char* buffer, unsigned int size,
 
 double CKeyFrame::GetValueDouble() const {
   switch (m_Type) {
-    case PARAM_DOUBLE: return FindAttributeDouble(kValue, 0.0);
-    case PARAM_LONG: return static_cast<double>(FindAttributeInt(kValue, 0));
-    case PARAM_BOOL: return FindAttributeBool(kValue, false) ? 1.0 : 0.0;
-    default: return 0.0;
+    case PARAM_DOUBLE:
+      return FindAttributeDouble(kValue, 0.0);
+    case PARAM_LONG:
+      return static_cast<double>(FindAttributeInt(kValue, 0));
+    case PARAM_BOOL:
+      return FindAttributeBool(kValue, false) ? 1.0 : 0.0;
+    default:
+      return 0.0;
   }
 }
 
 long CKeyFrame::GetValueLong() const {
   switch (m_Type) {
-    case PARAM_DOUBLE: return RoundHalfAwayFromZero(FindAttributeDouble(kValue, 0.0));
-    case PARAM_LONG: return FindAttributeInt(kValue, 0);
-    case PARAM_BOOL: return FindAttributeBool(kValue, false) ? 1 : 0;
+    case PARAM_DOUBLE:
+      return RoundHalfAwayFromZero(FindAttributeDouble(kValue, 0.0));
+    case PARAM_LONG:
+      return FindAttributeInt(kValue, 0);
+    case PARAM_BOOL:
+      return FindAttributeBool(kValue, false) ? 1 : 0;
     default:
       QD_ILLEGAL_CODE_POINT("type needs to be PARAM_BOOL, PARAM_LONG or PARAM_DOUBLE",
                             "long __cdecl qdcore::CKeyFrame::GetValueLong(void) const");
@@ -248,10 +257,14 @@ long CKeyFrame::GetValueLong() const {
 
 bool CKeyFrame::GetValueBool() const {
   switch (m_Type) {
-    case PARAM_DOUBLE: return FindAttributeDouble(kValue, 0.0) != 0.0;
-    case PARAM_LONG: return FindAttributeInt(kValue, 0) != 0;
-    case PARAM_BOOL: return FindAttributeBool(kValue, false);
-    default: return false;
+    case PARAM_DOUBLE:
+      return FindAttributeDouble(kValue, 0.0) != 0.0;
+    case PARAM_LONG:
+      return FindAttributeInt(kValue, 0) != 0;
+    case PARAM_BOOL:
+      return FindAttributeBool(kValue, false);
+    default:
+      return false;
   }
 }
 
@@ -265,8 +278,10 @@ bool CKeyFrame::SetValueDouble(double v) {
   double minmax = 0.0;
   const CParam definition = Definition();
   // Written as the conditions that must hold, so that a NaN never passes a limit.
-  if (definition.GetMinValueDouble(minmax) && !QD_VERIFY(value >= minmax, kSignature)) value = minmax;
-  if (definition.GetMaxValueDouble(minmax) && !QD_VERIFY(value <= minmax, kSignature)) value = minmax;
+  if (definition.GetMinValueDouble(minmax) && !QD_VERIFY(value >= minmax, kSignature))
+    value = minmax;
+  if (definition.GetMaxValueDouble(minmax) && !QD_VERIFY(value <= minmax, kSignature))
+    value = minmax;
   return ParamHelper::SetValueDouble(*this, kValue, value);
 }
 
@@ -323,7 +338,8 @@ bool CKeyFrame::GetPosition(double& pos) const {
   unsigned int type = KEYFRAME_NO_TIME;
   double number = 0.0;
   if (!ReadPosition(*this, type, number)) return false;
-  if (!QD_VERIFY(type == KEYFRAME_RELATIVE, "bool __cdecl qdcore::CKeyFrame::GetPosition(double &) const")) {
+  if (!QD_VERIFY(type == KEYFRAME_RELATIVE,
+                 "bool __cdecl qdcore::CKeyFrame::GetPosition(double &) const")) {
     return false;
   }
   pos = number;
@@ -415,7 +431,8 @@ bool CKeyFrame::SetInterpolation(unsigned int code) {
 }
 
 unsigned int CKeyFrame::GetTimeTranslation() const {
-  return FindAttributeFlags(kTimeTranslation, kTimeTranslationNames, static_cast<unsigned int>(std::size(kTimeTranslationNames)),
+  return FindAttributeFlags(kTimeTranslation, kTimeTranslationNames,
+                            static_cast<unsigned int>(std::size(kTimeTranslationNames)),
                             kFlagSeparator);
 }
 
@@ -425,8 +442,8 @@ bool CKeyFrame::SetTimeTranslation(unsigned int flags) {
     DeleteAttribute(kTimeTranslation);
     return true;
   }
-  return SetAttribute(kTimeTranslation, flags, kTimeTranslationNames, static_cast<unsigned int>(std::size(kTimeTranslationNames)),
-                      kFlagSeparator);
+  return SetAttribute(kTimeTranslation, flags, kTimeTranslationNames,
+                      static_cast<unsigned int>(std::size(kTimeTranslationNames)), kFlagSeparator);
 }
 
 bool CKeyFrame::GetAnchors(Anchor* anchors, unsigned int capacity, unsigned int& count) const {

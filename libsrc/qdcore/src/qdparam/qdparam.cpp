@@ -1,7 +1,5 @@
 // CParam: the definition and static value of one typed parameter, kept in its
 // XML element "Parameter".
-#include "qdparam/param.h"
-
 #include <atomic>
 #include <iterator>
 #include <utility>
@@ -12,6 +10,7 @@
 #include "qdformatnames.h"
 #include "qdnumbers.h"
 #include "qdparam/keyframe.h"
+#include "qdparam/param.h"
 
 namespace qdcore {
 
@@ -95,7 +94,13 @@ CParam& CParam::operator=(const CParam& other) {
   return *this;
 }
 
-CParam::~CParam() { Free(); }
+// A handle going away changes nothing another handle to its storage sees,
+// so it tells no watch (parameters in a list are dropped through Free).
+// Its own cache and watch go with it.
+CParam::~CParam() {
+  DropEvalCache();
+  DropEvalWatch();
+}
 
 void CParam::Free() noexcept {
   DropEvalCache();
@@ -162,7 +167,8 @@ bool CParam::SetType(unsigned int type) {
 // ---------------------------------------------------------------------------
 
 bool CParam::GetMinValueDouble(double& v) const {
-  return GetDouble(*this, kMin, v, "bool __cdecl qdcore::CParam::GetMinValueDouble(double &) const");
+  return GetDouble(*this, kMin, v,
+                   "bool __cdecl qdcore::CParam::GetMinValueDouble(double &) const");
 }
 
 bool CParam::SetMinValueDouble(double v) {
@@ -178,7 +184,8 @@ bool CParam::SetMinValueLong(long v) {
 }
 
 bool CParam::GetMaxValueDouble(double& v) const {
-  return GetDouble(*this, kMax, v, "bool __cdecl qdcore::CParam::GetMaxValueDouble(double &) const");
+  return GetDouble(*this, kMax, v,
+                   "bool __cdecl qdcore::CParam::GetMaxValueDouble(double &) const");
 }
 
 bool CParam::SetMaxValueDouble(double v) {
@@ -238,7 +245,8 @@ bool CParam::SetInactiveValueLong(long v) {
 }
 
 bool CParam::GetInactiveValueBool(bool& v) const {
-  return Requires(*this, kNeedsBool, "bool __cdecl qdcore::CParam::GetInactiveValueBool(bool &) const") &&
+  return Requires(*this, kNeedsBool,
+                  "bool __cdecl qdcore::CParam::GetInactiveValueBool(bool &) const") &&
          ParamHelper::GetValueBool(*this, kInactive, v);
 }
 
@@ -453,8 +461,9 @@ bool CParam::SetKeyFrameStatus(bool on) {
 }
 
 unsigned int CParam::GetAllowedInterpolation() const {
-  const unsigned int flags = FindAttributeFlags(kInterpolation, kInterpolationNames,
-                                                static_cast<unsigned int>(std::size(kInterpolationNames)), kFlagSeparator);
+  const unsigned int flags =
+      FindAttributeFlags(kInterpolation, kInterpolationNames,
+                         static_cast<unsigned int>(std::size(kInterpolationNames)), kFlagSeparator);
   return flags ? flags : INTERPOLATION_DEFAULT_ALLOWED;
 }
 
@@ -463,8 +472,8 @@ bool CParam::SetAllowedInterpolation(unsigned int flags) {
     DeleteAttribute(kInterpolation);
     return true;
   }
-  return SetAttribute(kInterpolation, flags, kInterpolationNames, static_cast<unsigned int>(std::size(kInterpolationNames)),
-                      kFlagSeparator);
+  return SetAttribute(kInterpolation, flags, kInterpolationNames,
+                      static_cast<unsigned int>(std::size(kInterpolationNames)), kFlagSeparator);
 }
 
 unsigned int CParam::GetAlphaHandling() const {

@@ -3,6 +3,7 @@
 // conversions between Python's values and the host API's.
 #pragma once
 
+#include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
 #include <cstddef>
@@ -44,6 +45,10 @@ inline constexpr long long kMaxSamples = 1'000'000'000;
 void Check(const qd::Status& status);
 // A sample count from Python: ValueError when negative or above kMaxSamples.
 std::size_t SampleCount(long long count);
+// Any array-like of numbers as a contiguous 1-D float64 array; TypeError or
+// ValueError for anything else.
+using Times = py::array_t<double, py::array::c_style | py::array::forcecast>;
+Times TimesOf(const py::handle& times);
 // A finite number, or ValueError naming `what`.
 double Finite(double value, const char* what);
 

@@ -87,6 +87,15 @@ double Finite(double value, const char* what) {
   return value;
 }
 
+Times TimesOf(const py::handle& times) {
+  Times array = Times::ensure(times);
+  if (!array) throw py::type_error("times must be a 1-D array-like of numbers");
+  if (array.ndim() != 1) {
+    throw py::value_error("times must be 1-D, not " + std::to_string(array.ndim()) + "-D");
+  }
+  return array;
+}
+
 qd::Interpolation ToInterpolation(const py::handle& value) {
   return ToEnum<qd::Interpolation>(value, "Interpolation");
 }

@@ -17,8 +17,6 @@ namespace qdpy {
 
 namespace {
 
-using Times = py::array_t<double, py::array::c_style | py::array::forcecast>;
-
 // Fills a new array of `count` samples with `fill(out)` outside the GIL, under
 // the set's guard; None when the parameter does not answer numbers.
 template <typename Fill>
@@ -34,16 +32,6 @@ py::object FillArray(const ParamHandle& handle, std::size_t count, Fill fill) {
   }
   if (!answered) return py::none();
   return out;
-}
-
-// Any array-like of numbers as a contiguous 1-D float64 array.
-Times TimesOf(const py::handle& times) {
-  Times array = Times::ensure(times);
-  if (!array) throw py::type_error("times must be a 1-D array-like of numbers");
-  if (array.ndim() != 1) {
-    throw py::value_error("times must be 1-D, not " + std::to_string(array.ndim()) + "-D");
-  }
-  return array;
 }
 
 py::object ValuesAt(const ParamHandle& handle, const py::handle& times) {

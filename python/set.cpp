@@ -1,11 +1,14 @@
 // A parameter set in Python: loading, the clip, finding parameters, presets,
 // validation and storing. Loading and storing run without the GIL.
+#include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
 #include <cmath>
+#include <functional>
 #include <mutex>
 #include <optional>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -102,6 +105,53 @@ bool Validate(SetHandle& set) {
   return *changed;
 }
 
+// The frame of `params`, or of every numeric parameter when None.
+qd::Frame FrameOf(const SetHandle& set, const std::optional<std::vector<ParamHandle>>& params) {
+  if (!params) return qd::Frame::numeric(set.set);
+  std::vector<qd::Param> chosen;
+  for (const ParamHandle& p : *params) chosen.push_back(p.live());
+  return qd::Frame(std::move(chosen));
+}
+
+py::dict ByName(const qd::Frame& frame, const std::function<py::object(std::size_t)>& value) {
+  py::dict out;
+  for (std::size_t i = 0; i < frame.params().size(); ++i) {
+    out[py::str(frame.params()[i].name())] = value(i);
+  }
+  return out;
+}
+
+py::dict FrameAt(const SetHandle& set, double t,
+                 const std::optional<std::vector<ParamHandle>>& params) {
+  const qd::Frame frame = FrameOf(set, params);
+  std::vector<double> values(frame.params().size());
+  frame.values(Finite(t, "t"), values);
+  return ByName(frame, [&](std::size_t i) { return py::float_(values[i]); });
+}
+
+// One frame per time, filled without the GIL: each parameter's search goes
+// on from where the frame before left it.
+py::dict ValuesAt(const SetHandle& set, const py::handle& times,
+                  const std::optional<std::vector<ParamHandle>>& params) {
+  const Times at = TimesOf(times);
+  const qd::Frame frame = FrameOf(set, params);
+  const std::size_t width = frame.params().size();
+  const auto count = static_cast<std::size_t>(at.size());
+  py::array_t<double> table({width, count});  // a row per parameter
+  {
+    py::gil_scoped_release noGil;
+    const std::shared_lock shared(*set.guard);
+    std::vector<double> point(width);
+    const double* time = at.data();
+    double* rows = table.mutable_data();
+    for (std::size_t j = 0; j < count; ++j) {
+      frame.values(time[j], point);
+      for (std::size_t i = 0; i < width; ++i) rows[i * count + j] = point[i];
+    }
+  }
+  return ByName(frame, [&](std::size_t i) { return table[py::int_(i)]; });
+}
+
 std::string Describe(const SetHandle& set) {
   return "<qdparam.Set of " + std::to_string(set.set.params().size()) + " parameters, clip " +
          py::repr(py::make_tuple(set.set.start(), set.set.duration())).cast<std::string>() + ">";
@@ -178,26 +228,13 @@ independent copy.)")
           "The point at time t on the motion path through the keyed values of\n"
           "`params` (one to eight Double or Long parameters of this set): one\n"
           "coordinate per parameter, or None when the path cannot be made.")
-      .def(
-          "frame",
-          [](const SetHandle& s, double t, std::optional<std::vector<ParamHandle>> params) {
-            std::vector<qd::Param> chosen;
-            if (params) {
-              for (const ParamHandle& p : *params) chosen.push_back(p.live());
-            }
-            const qd::Frame frame =
-                params ? qd::Frame(std::move(chosen)) : qd::Frame::numeric(s.set);
-            std::vector<double> values(frame.params().size());
-            frame.values(Finite(t, "t"), values);
-            py::dict out;
-            for (std::size_t i = 0; i < values.size(); ++i) {
-              out[py::str(frame.params()[i].name())] = values[i];
-            }
-            return out;
-          },
-          py::arg("t"), py::arg("params") = py::none(),
-          "Every numeric parameter's value at time t (or those of `params`), as a\n"
-          "dict by name: one call per frame. NaN where a parameter answers no number.")
+      .def("frame", &FrameAt, py::arg("t"), py::arg("params") = py::none(),
+           "Every numeric parameter's value at time t (or those of `params`), as a\n"
+           "dict by name: one call per frame. NaN where a parameter answers no number.")
+      .def("values", &ValuesAt, py::arg("times"), py::arg("params") = py::none(),
+           "Every numeric parameter's values at each of `times` (or those of\n"
+           "`params`), as a dict of NumPy arrays by name, filled without the GIL:\n"
+           "a whole render's values in one call. Each is what value(t) answers.")
       .def(
           "snapshot", [](const SetHandle& s) { return SetHandle{s.set.snapshot()}; },
           "An independent copy, cheap until either side changes: hand it to a\n"

@@ -119,3 +119,17 @@ def test_frame_and_key_navigation():
     assert x.previous_key(5.0) == 4.0
     assert x.nearest_key(7.0) == 8.0
     assert x.count_keys(0.0, 10.0) == 3
+
+
+def test_set_values_are_each_parameters_values_at_every_time(pip):
+    times = np.array([3.0, 0.0, 9.9, 2.5, 2.5, 7.25, -1.0, 12.0])  # out of order on purpose
+    table = pip.values(times)
+    assert set(table) == set(pip.frame(0.0))
+    for name, values in table.items():
+        expected = [pip[name].value(t) for t in times]
+        np.testing.assert_array_equal(values, expected)
+    size = pip["size"]
+    assert list(pip.values([1.0, 2.0], [size])) == ["size"]
+    assert pip.values([], [size])["size"].shape == (0,)
+    with pytest.raises(ValueError):
+        pip.values([[1.0, 2.0]])

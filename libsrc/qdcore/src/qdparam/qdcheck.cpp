@@ -41,11 +41,25 @@ enum class NumberText {
   kTrailing    // a number followed by text that is ignored
 };
 
+// `text` with every character beyond ASCII made '?', into `out`, whose
+// room is kept: numbers are narrowed by the thousand.
+void NarrowInto(std::u16string_view text, std::string& out) {
+  out.resize(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t c = text[i];
+    out[i] = c < 0x80 ? static_cast<char>(c) : '?';
+  }
+}
+
 std::string Narrow(std::u16string_view text) {
   std::string out;
-  out.reserve(text.size());
-  for (const char16_t c : text) out += c < 0x80 ? static_cast<char>(c) : '?';
+  NarrowInto(text, out);
   return out;
+}
+
+// name="text", for a finding about an attribute.
+std::string Quoted(const CZPoolString& attribute, const std::string& text) {
+  return Narrow(attribute.view()) + "=\"" + text + "\"";
 }
 
 // The text without leading blanks and a leading '+', as the C parse skips.
@@ -133,6 +147,11 @@ class Findings {
   }
   std::vector<CheckFinding> Take() { return std::move(m_list); }
   bool WantsWarnings() const noexcept { return !m_errorsOnly; }
+  // `text` narrowed into a buffer of the walk's, valid until the next call.
+  const std::string& Narrowed(std::u16string_view text) {
+    NarrowInto(text, m_narrowed);
+    return m_narrowed;
+  }
 
  private:
   // <Parameter id="3" name="mode">, so that the message says which one.
@@ -151,6 +170,7 @@ class Findings {
   const CXMLDoc& m_doc;
   bool m_errorsOnly;
   std::vector<CheckFinding> m_list;
+  std::string m_narrowed;
 };
 
 // Checks one attribute's number text; true with `value` when it reads as
@@ -159,23 +179,23 @@ bool CheckReal(Findings& out, const CXMLObject& element, const CZPoolString& att
                double& value) {
   const CZPoolString text = element.FindAttribute(attribute);
   if (!text) return false;
-  const std::string narrow = Narrow(text.view());
-  const std::string quoted = Narrow(attribute.view()) + "=\"" + narrow + "\"";
+  const std::string& narrow = out.Narrowed(text.view());
   std::string_view rest;
   switch (ReadReal(narrow, value, rest)) {
     case NumberText::kOk:
       return true;
     case NumberText::kNone:
-      out.Error(element, quoted + " is not a number (it reads as 0)");
+      out.Error(element, Quoted(attribute, narrow) + " is not a number (it reads as 0)");
       return false;
     case NumberText::kNotFinite:
-      out.Error(element, quoted + " is not a finite number");
+      out.Error(element, Quoted(attribute, narrow) + " is not a finite number");
       return false;
     case NumberText::kRange:
-      out.Error(element, quoted + " is out of range");
+      out.Error(element, Quoted(attribute, narrow) + " is out of range");
       return false;
     case NumberText::kTrailing:
-      out.Warning(element, quoted + " has text after its number that is ignored");
+      out.Warning(element,
+                  Quoted(attribute, narrow) + " has text after its number that is ignored");
       return true;
   }
   return false;
@@ -185,20 +205,20 @@ bool CheckWhole(Findings& out, const CXMLObject& element, const CZPoolString& at
                 long long& value) {
   const CZPoolString text = element.FindAttribute(attribute);
   if (!text) return false;
-  const std::string narrow = Narrow(text.view());
-  const std::string quoted = Narrow(attribute.view()) + "=\"" + narrow + "\"";
+  const std::string& narrow = out.Narrowed(text.view());
   switch (ReadWhole(narrow, value)) {
     case NumberText::kOk:
       return true;
     case NumberText::kNone:
     case NumberText::kNotFinite:
-      out.Error(element, quoted + " is not a whole number (it reads as 0)");
+      out.Error(element, Quoted(attribute, narrow) + " is not a whole number (it reads as 0)");
       return false;
     case NumberText::kRange:
-      out.Error(element, quoted + " is outside the 32-bit range");
+      out.Error(element, Quoted(attribute, narrow) + " is outside the 32-bit range");
       return false;
     case NumberText::kTrailing:
-      out.Warning(element, quoted + " has text after its whole number that is ignored");
+      out.Warning(element,
+                  Quoted(attribute, narrow) + " has text after its whole number that is ignored");
       return true;
   }
   return false;
@@ -297,17 +317,17 @@ struct KeyTime {
 KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
   const CZPoolString text = key.FindAttribute(kPosition);
   if (!text) return {};
-  const std::string narrow = Narrow(text.view());
-  const std::string quoted = "position=\"" + narrow + "\"";
+  const std::string& narrow = out.Narrowed(text.view());
+  const auto quoted = [&narrow] { return Quoted(kPosition, narrow); };
   KeyTime time;
   std::string_view rest;
   switch (ReadReal(narrow, time.value, rest)) {
     case NumberText::kNone:
-      out.Error(key, quoted + " is not a time");
+      out.Error(key, quoted() + " is not a time");
       return {};
     case NumberText::kNotFinite:
     case NumberText::kRange:
-      out.Error(key, quoted + " is not a finite time");
+      out.Error(key, quoted() + " is not a finite time");
       return {};
     default:
       break;
@@ -319,11 +339,11 @@ KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
   } else if (rest == "fs") {
     time.qualifier = 2;
   } else if (!rest.empty()) {
-    out.Warning(key, quoted + " ends in an unknown unit (read as a fraction of the clip)");
+    out.Warning(key, quoted() + " ends in an unknown unit (read as a fraction of the clip)");
   }
   time.known = true;
   if (time.qualifier == 0 && (time.value < 0.0 || time.value > 1.0)) {
-    out.Warning(key, quoted + " lies beyond the clip");
+    out.Warning(key, quoted() + " lies beyond the clip");
   }
   return time;
 }
@@ -366,6 +386,7 @@ void CheckBinary(Findings& out, const CXMLObject& holder, unsigned int kind) {
 }
 
 void CheckKeyframes(Findings& out, const CXMLObject& parameter, unsigned int type) {
+  const unsigned int payload = PayloadKind(parameter);
   std::vector<const CXMLObject*> keys;
   std::vector<KeyTime> times;
   for (const CXMLObject* key = parameter.FindNextElement(kKeyframe, nullptr); key;
@@ -381,7 +402,7 @@ void CheckKeyframes(Findings& out, const CXMLObject& parameter, unsigned int typ
     CheckNames(out, *key, kInterpolation, kKeyframeInterpolationNames, false,
                CheckSeverity::kWarning);
     CheckNames(out, *key, kTimeTranslation, kTimeTranslationNames, true, CheckSeverity::kWarning);
-    CheckBinary(out, *key, PayloadKind(parameter));
+    CheckBinary(out, *key, payload);
     keys.push_back(key);
     times.push_back(time);
   }

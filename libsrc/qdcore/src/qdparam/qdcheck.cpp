@@ -19,6 +19,7 @@
 
 #include "qdblend.h"
 #include "qdcheckread.h"
+#include "qddecimal.h"
 #include "qdformatnames.h"
 #include "qdparam/check.h"
 
@@ -179,6 +180,10 @@ bool CheckReal(Findings& out, const CXMLObject& element, const CZPoolString& att
                double& value) {
   const CZPoolString text = element.FindAttribute(attribute);
   if (!text) return false;
+  if (const std::optional<double> plain = ReadPlainDecimal(text.view())) {
+    value = *plain;
+    return true;
+  }
   const std::string& narrow = out.Narrowed(text.view());
   std::string_view rest;
   switch (ReadReal(narrow, value, rest)) {
@@ -194,6 +199,7 @@ bool CheckReal(Findings& out, const CXMLObject& element, const CZPoolString& att
       out.Error(element, Quoted(attribute, narrow) + " is out of range");
       return false;
     case NumberText::kTrailing:
+      if (!out.WantsWarnings()) return true;
       out.Warning(element,
                   Quoted(attribute, narrow) + " has text after its number that is ignored");
       return true;
@@ -205,6 +211,10 @@ bool CheckWhole(Findings& out, const CXMLObject& element, const CZPoolString& at
                 long long& value) {
   const CZPoolString text = element.FindAttribute(attribute);
   if (!text) return false;
+  if (const std::optional<long long> plain = ReadPlainWhole(text.view())) {
+    value = *plain;
+    return true;
+  }
   const std::string& narrow = out.Narrowed(text.view());
   switch (ReadWhole(narrow, value)) {
     case NumberText::kOk:
@@ -217,6 +227,7 @@ bool CheckWhole(Findings& out, const CXMLObject& element, const CZPoolString& at
       out.Error(element, Quoted(attribute, narrow) + " is outside the 32-bit range");
       return false;
     case NumberText::kTrailing:
+      if (!out.WantsWarnings()) return true;
       out.Warning(element,
                   Quoted(attribute, narrow) + " has text after its whole number that is ignored");
       return true;
@@ -225,6 +236,7 @@ bool CheckWhole(Findings& out, const CXMLObject& element, const CZPoolString& at
 }
 
 void CheckBool(Findings& out, const CXMLObject& element, const CZPoolString& attribute) {
+  if (!out.WantsWarnings()) return;
   const CZPoolString text = element.FindAttribute(attribute);
   if (text && !IsBoolText(text.view())) {
     out.Warning(element, Narrow(attribute.view()) + "=\"" + Narrow(text.view()) +
@@ -235,6 +247,7 @@ void CheckBool(Findings& out, const CXMLObject& element, const CZPoolString& att
 // A flag attribute: every name listed must be known.
 void CheckNames(Findings& out, const CXMLObject& element, const CZPoolString& attribute,
                 std::span<const tagXMLFLAGMAP> names, bool list, CheckSeverity severity) {
+  if (severity == CheckSeverity::kWarning && !out.WantsWarnings()) return;
   const CZPoolString text = element.FindAttribute(attribute);
   if (!text) return;
   std::u16string_view rest = text.view();
@@ -314,21 +327,19 @@ struct KeyTime {
   double value = 0;
 };
 
-KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
-  const CZPoolString text = key.FindAttribute(kPosition);
-  if (!text) return {};
-  const std::string& narrow = out.Narrowed(text.view());
+// The number and unit of a time that is not a plain number; false after
+// an error.
+bool ReadKeyTime(Findings& out, const CXMLObject& key, const std::string& narrow, KeyTime& time) {
   const auto quoted = [&narrow] { return Quoted(kPosition, narrow); };
-  KeyTime time;
   std::string_view rest;
   switch (ReadReal(narrow, time.value, rest)) {
     case NumberText::kNone:
       out.Error(key, quoted() + " is not a time");
-      return {};
+      return false;
     case NumberText::kNotFinite:
     case NumberText::kRange:
       out.Error(key, quoted() + " is not a finite time");
-      return {};
+      return false;
     default:
       break;
   }
@@ -341,6 +352,19 @@ KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
   } else if (!rest.empty()) {
     out.Warning(key, quoted() + " ends in an unknown unit (read as a fraction of the clip)");
   }
+  return true;
+}
+
+KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
+  const CZPoolString text = key.FindAttribute(kPosition);
+  if (!text) return {};
+  KeyTime time;
+  if (const std::optional<double> plain = ReadPlainDecimal(text.view())) {
+    time.value = *plain;
+  } else if (!ReadKeyTime(out, key, out.Narrowed(text.view()), time)) {
+    return {};
+  }
+  const auto quoted = [&text] { return Quoted(kPosition, Narrow(text.view())); };
   time.known = true;
   if (time.qualifier == 0 && (time.value < 0.0 || time.value > 1.0)) {
     out.Warning(key, quoted() + " lies beyond the clip");
@@ -354,6 +378,7 @@ KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
 // way each must fall inside the segment, which can be told when both of its
 // ends are fractions of the clip.
 void CheckAnchors(Findings& out, const CXMLObject& key, const KeyTime& from, const KeyTime& to) {
+  if (!key.FindNextElement(kAnchor, nullptr)) return;  // most keyframes have none
   const bool bezier = key.AttributeEquals(kInterpolation, std::u16string_view(u"Bezier"));
   const bool spline = key.AttributeEquals(kInterpolation, std::u16string_view(u"Spline"));
   const bool placed = from.known && to.known && from.qualifier == 0 && to.qualifier == 0;

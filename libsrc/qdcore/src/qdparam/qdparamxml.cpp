@@ -18,7 +18,8 @@ const CZPoolString kCopiedWhenPresent[] = {kInactive, kMin, kMax};
 
 // Adds a private copy of every child `name` of `from` (of the first one only
 // when `firstOnly`); false when an addition fails.
-bool CopyChildren(const CXMLObject& from, CXMLObject& to, const CZPoolString& name, bool firstOnly) {
+bool CopyChildren(const CXMLObject& from, CXMLObject& to, const CZPoolString& name,
+                  bool firstOnly) {
   bool ok = true;
   for (const CXMLObject* child = from.FindNextElement(name, nullptr); child;
        child = firstOnly ? nullptr : from.FindNextElement(name, child)) {
@@ -106,9 +107,14 @@ bool CParam::Load(const CXMLObject& xml) {
     if (added) takeElement(*child);
     ok = added && ok;
   }
-  ok = CopyChildren(source, *this, kBinary, false) && ok;
-  ok = CopyChildren(source, *this, kPropertys, true) && ok;
-  ok = CopyChildren(source, *this, kValue, false) && ok;
+  // Most parameters hold keyframes alone: no search for the other children.
+  unsigned int children = 0;
+  source.GetElements(children);
+  if (children > keyframes) {
+    ok = CopyChildren(source, *this, kBinary, false) && ok;
+    ok = CopyChildren(source, *this, kPropertys, true) && ok;
+    ok = CopyChildren(source, *this, kValue, false) && ok;
+  }
   if (!ok) {
     Reset();
     return false;

@@ -552,9 +552,10 @@ std::vector<CheckFinding> CheckTree(const CXMLDoc& doc, bool errorsOnly = false)
   while (!pending.empty()) {
     const CXMLObject& element = *pending.back();
     pending.pop_back();
-    if (element.IsName(kProperty)) CheckSet(out, element);
-    if (element.IsName(kParameter)) CheckParameter(out, element);
-    if (element.IsName(kValueElement)) {
+    const CZPoolString name = element.GetName();  // looked at once: most are keyframes
+    if (name == kProperty) CheckSet(out, element);
+    if (name == kParameter) CheckParameter(out, element);
+    if (name == kValueElement) {
       long long id = 0;
       CheckWhole(out, element, kId, id);
     }

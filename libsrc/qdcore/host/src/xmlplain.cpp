@@ -201,7 +201,7 @@ class PlainReader {
   bool Value(char quote, Attr& attr) {
     const std::size_t start = m_at;
     m_at += PlainValueLength(m_text.substr(start), quote);
-    if (At(m_at) == quote && m_at < m_text.size()) {
+    if (At(m_at) == quote) {
       attr.value = m_text.substr(start, m_at++ - start);
       return true;
     }

@@ -524,6 +524,9 @@ void CheckSet(Findings& out, const CXMLObject& set) {
   // The texts are viewed where the set's elements hold them, unchanged
   // while they are checked.
   std::unordered_map<std::u16string_view, int> ids, names;
+  unsigned int children = 0;
+  set.GetElements(children);
+  ids.reserve(children);  // sets of many thousand parameters: no rehashing on the way
   for (const CXMLObject* parameter = set.FindNextElement(kParameter, nullptr); parameter;
        parameter = set.FindNextElement(kParameter, parameter)) {
     const CZPoolString id = parameter->FindAttribute(kId);

@@ -5,6 +5,7 @@
 // malformed) it leaves to the general reader, which also words every
 // failure.
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -50,16 +51,22 @@ bool IsNameChar(char c) noexcept { return Is(c, kNameChar); }
 std::size_t PlainValueLength(std::string_view text, char quote) noexcept {
   constexpr std::uint64_t kOnes = 0x0101010101010101ull;
   constexpr std::uint64_t kHighs = 0x8080808080808080ull;
-  const auto hasZero = [](std::uint64_t word) { return (word - kOnes) & ~word & kHighs; };
+  // The top bit of each byte below `limit`. A byte's borrow may mark the
+  // next more significant byte too, never a less significant one: the
+  // lowest mark is exact, and on little-endian machines it is the first
+  // byte in the text.
+  const auto below = [](std::uint64_t word, std::uint64_t limit) {
+    return (word - kOnes * limit) & ~word & kHighs;
+  };
   const std::uint64_t quotes = kOnes * static_cast<unsigned char>(quote);
   const std::uint64_t amps = kOnes * static_cast<unsigned char>('&');
   std::size_t at = 0;
   for (; at + 8 <= text.size(); at += 8) {
     const std::uint64_t word = Load64(text.data() + at);
-    // (word - 0x20..) & ~word & 0x80.. finds a byte below 0x20 exactly
-    // when there is one, as it finds a zero byte.
-    const std::uint64_t control = (word - kOnes * 0x20) & ~word & kHighs;
-    if (hasZero(word ^ quotes) | hasZero(word ^ amps) | control) break;
+    const std::uint64_t found = below(word ^ quotes, 1) | below(word ^ amps, 1) | below(word, 0x20);
+    if (!found) continue;
+    if constexpr (std::endian::native != std::endian::little) break;  // the bytes find it
+    return at + static_cast<std::size_t>(std::countr_zero(found)) / 8;
   }
   for (; at < text.size(); ++at) {
     const char c = text[at];

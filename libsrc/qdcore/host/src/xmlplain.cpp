@@ -191,8 +191,10 @@ class PlainReader {
 
   std::string_view Name() {
     const std::size_t start = m_at;
-    while (m_at < m_text.size() && IsNameChar(m_text[m_at])) ++m_at;
-    return m_text.substr(start, m_at - start);
+    std::size_t end = start;  // a local: the loop keeps it in a register
+    while (end < m_text.size() && IsNameChar(m_text[end])) ++end;
+    m_at = end;
+    return m_text.substr(start, end - start);
   }
 
   struct Attr {

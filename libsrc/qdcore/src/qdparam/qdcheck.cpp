@@ -412,8 +412,12 @@ void CheckBinary(Findings& out, const CXMLObject& holder, unsigned int kind) {
 
 void CheckKeyframes(Findings& out, const CXMLObject& parameter, unsigned int type) {
   const unsigned int payload = PayloadKind(parameter);
+  unsigned int children = 0;
+  parameter.GetElements(children);
   std::vector<const CXMLObject*> keys;
   std::vector<KeyTime> times;
+  keys.reserve(children);  // one allocation each, not one per doubling
+  times.reserve(children);
   for (const CXMLObject* key = parameter.FindNextElement(kKeyframe, nullptr); key;
        key = parameter.FindNextElement(kKeyframe, key)) {
     const KeyTime time = CheckKeyTime(out, *key);

@@ -29,28 +29,29 @@ inline constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e
 // Both the digits and the power of ten are then exact doubles, so their
 // one division is rounded once, to the same double as the general reading.
 inline std::optional<double> ReadPlainDecimal(std::u16string_view text) noexcept {
+  constexpr std::size_t kMaxDigits = 19;  // any 19 digits fit in 64 bits
   constexpr std::uint64_t kMaxExact = std::uint64_t{1} << 53;
-  const bool negative = text.starts_with(u'-');
-  std::size_t at = negative ? 1 : 0;
-  std::uint64_t digits = 0;
-  const auto take = [&](std::size_t& count) {
-    for (; at < text.size() && decimal::IsDigit(text[at]); ++at, ++count) {
-      digits = digits * 10 + static_cast<std::uint64_t>(text[at] - u'0');
-      if (digits > kMaxExact) return false;
+  const std::size_t sign = text.starts_with(u'-') ? 1 : 0;
+  const std::size_t none = text.size();
+  std::size_t point = none;
+  std::uint64_t digits = 0;  // wraps past kMaxDigits, which the count then turns away
+  for (std::size_t at = sign; at < text.size(); ++at) {
+    const unsigned digit = static_cast<unsigned>(text[at]) - u'0';
+    if (digit < 10) {
+      digits = digits * 10 + digit;
+    } else if (text[at] == u'.' && point == none) {
+      point = at;
+    } else {
+      return std::nullopt;
     }
-    return true;
-  };
-  std::size_t whole = 0;
-  std::size_t fraction = 0;
-  if (!take(whole) || whole == 0) return std::nullopt;
-  if (at < text.size()) {
-    if (text[at] != u'.') return std::nullopt;
-    ++at;
-    if (!take(fraction) || fraction == 0 || at < text.size()) return std::nullopt;
   }
+  const std::size_t fraction = point == none ? 0 : text.size() - point - 1;
+  const std::size_t whole = (point == none ? text.size() : point) - sign;
+  const bool shaped = whole > 0 && (point == none || fraction > 0);
+  if (!shaped || whole + fraction > kMaxDigits || digits > kMaxExact) return std::nullopt;
   if (fraction >= std::size(decimal::kExactPowers)) return std::nullopt;
   const double value = static_cast<double>(digits) / decimal::kExactPowers[fraction];
-  return negative ? -value : value;
+  return sign ? -value : value;
 }
 
 // The value of `text` when it is an optional '-' and one to nine digits,

@@ -24,10 +24,10 @@ inline constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e
 }  // namespace decimal
 
 // The value of `text` when it is an optional '-', digits, and optionally a
-// point followed by digits, whose digits make a whole number of at most
-// 2^53 and which has at most 22 digits after the point; none otherwise.
-// Both the digits and the power of ten are then exact doubles, so their
-// one division is rounded once, to the same double as the general reading.
+// point followed by digits, whose digits (19 at most) make a whole number
+// of at most 2^53; none otherwise. Both the digits and the power of ten
+// are then exact doubles, so their one division is rounded once, to the
+// same double as the general reading.
 inline std::optional<double> ReadPlainDecimal(std::u16string_view text) noexcept {
   constexpr std::size_t kMaxDigits = 19;  // any 19 digits fit in 64 bits
   constexpr std::uint64_t kMaxExact = std::uint64_t{1} << 53;
@@ -49,7 +49,7 @@ inline std::optional<double> ReadPlainDecimal(std::u16string_view text) noexcept
   const std::size_t whole = (point == none ? text.size() : point) - sign;
   const bool shaped = whole > 0 && (point == none || fraction > 0);
   if (!shaped || whole + fraction > kMaxDigits || digits > kMaxExact) return std::nullopt;
-  if (fraction >= std::size(decimal::kExactPowers)) return std::nullopt;
+  static_assert(kMaxDigits < std::size(decimal::kExactPowers));
   const double value = static_cast<double>(digits) / decimal::kExactPowers[fraction];
   return sign ? -value : value;
 }

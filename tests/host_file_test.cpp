@@ -118,6 +118,18 @@ TEST_F(HostFiles, PipesAndDevicesAreRefusedWithoutBlocking) {
   EXPECT_EQ(doc.OpenDocFile(u"/dev/zero"), CXMLDoc::kCannotOpen);
 }
 
+// A file longer than its told size (0, as the system's own files say) is
+// read on, its room grown as the text comes, and judged like any text.
+TEST_F(HostFiles, AFileLongerThanItsToldSizeIsReadWhole) {
+  if (!fs::exists("/proc/self/status")) GTEST_SKIP() << "no /proc";
+  for (const bool positions : {false, true}) {
+    CXMLDoc doc;
+    doc.KeepPositions(positions);
+    EXPECT_EQ(doc.OpenDocFile(u"/proc/self/status"), CXMLDoc::kMalformed);  // text, not XML
+    EXPECT_EQ(doc.GetLastFailure().line, 1u);
+  }
+}
+
 TEST_F(HostFiles, LinksAreFollowedOnlyWhenAllowed) {
   const std::string target = Path("real.xml");
   qdtest::WriteFile(target, "<a/>");

@@ -196,6 +196,25 @@ TEST(XmlReaders, TheSameTreeOnRandomDocuments) {
   EXPECT_GE(plain, kDocuments / 10) << plain;
 }
 
+// Attribute values are scanned a word at a time: whatever ends the plain
+// run (the quote, a reference, a blank to make a space, a byte beyond ASCII)
+// is found at every place in and around a word.
+TEST(XmlReaders, TheSameValuesWhereverTheirRunEnds) {
+  const char* const stops[] = {"", "&amp;", "\t", "\n", "\r\n", "\r", "'", "\"", "<", "\xC3\xA9"};
+  for (const char quote : {'"', '\''}) {
+    for (std::size_t length = 0; length <= 19; ++length) {
+      for (std::size_t at = 0; at <= length; ++at) {
+        for (const char* stop : stops) {
+          std::string value(length, 'v');
+          value.insert(at, stop);
+          const std::string text = std::string("<a x=") + quote + value + quote + " y='1'/>";
+          Compare(text, text);
+        }
+      }
+    }
+  }
+}
+
 // A file reads as its text does, failures placed alike, though the text of
 // a file is parsed where it was read.
 TEST(XmlReaders, AFileReadsAsItsText) {

@@ -263,7 +263,7 @@ Outcome Convert(const pugi::xml_document& doc, std::string_view text, CXMLObject
 // grows. The pages read as zeros after.
 class PageRelease : public reading::TextRelease {
  public:
-  explicit PageRelease(std::string& text) noexcept
+  explicit PageRelease(std::string_view text) noexcept
       : m_from(text.data()), m_end(text.data() + text.size()) {}
 
   void Passed(const char* passed) noexcept override {
@@ -371,11 +371,50 @@ Outcome Read(std::string_view utf8, CXMLObject& root, CXMLDoc::Positions* positi
   return converted;
 }
 
+// A file's text in pages of its own rather than on the heap: they come in
+// one call instead of a fault each, are not cleared before the file is read
+// into them, and go straight back to the system when dropped.
+class FileText {
+ public:
+  FileText() noexcept = default;
+  FileText(const FileText&) = delete;
+  FileText& operator=(const FileText&) = delete;
+  ~FileText() { Clear(); }
+
+  char* data() noexcept { return m_data; }
+  std::size_t size() const noexcept { return m_size; }
+  std::size_t capacity() const noexcept { return m_capacity; }
+  std::string_view view() const noexcept { return {m_data, m_size}; }
+
+  // Room for `capacity` bytes, those held kept; std::bad_alloc without memory.
+  void Reserve(std::size_t capacity) {
+    if (capacity <= m_capacity) return;
+    void* pages = m_data ? ::mremap(m_data, m_capacity, capacity, MREMAP_MAYMOVE)
+                         : ::mmap(nullptr, capacity, PROT_READ | PROT_WRITE,
+                                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    if (pages == MAP_FAILED) throw std::bad_alloc();
+    m_data = static_cast<char*>(pages);
+    m_capacity = capacity;
+  }
+  // The first `size` bytes (at most the room) are the text.
+  void Resize(std::size_t size) noexcept { m_size = std::min(size, m_capacity); }
+  void Clear() noexcept {
+    if (m_data) ::munmap(m_data, m_capacity);
+    m_data = nullptr;
+    m_size = m_capacity = 0;
+  }
+
+ private:
+  char* m_data = nullptr;
+  std::size_t m_size = 0;
+  std::size_t m_capacity = 0;
+};
+
 // Only regular files: a pipe or a device could block or never end. The
 // check is made on the opened descriptor (a name checked first could be
 // swapped before the open), which is opened non-blocking so that opening a
 // pipe with no writer returns at once.
-Outcome ReadFile(const std::string& path, bool follow, std::string& content) {
+Outcome ReadFile(const std::string& path, bool follow, FileText& content) {
   const FileHandle file(path.c_str(), follow ? 0 : O_NOFOLLOW);
   struct stat info;
   if (file.fd() < 0 || ::fstat(file.fd(), &info) != 0)
@@ -383,20 +422,20 @@ Outcome ReadFile(const std::string& path, bool follow, std::string& content) {
   if (!S_ISREG(info.st_mode)) return Fail(CXMLDoc::kCannotOpen, "not a regular file");
   if (static_cast<std::uint64_t>(info.st_size) > CXMLDoc::kMaxBytes)
     return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
-  // Read straight into the string, with a byte of room past the size told
+  // Read straight into the text, with a byte of room past the size told
   // so that a file that grew shows without a copy.
   std::size_t size = 0;
-  content.resize(static_cast<std::size_t>(info.st_size) + 1);
+  content.Reserve(static_cast<std::size_t>(info.st_size) + 1);
   for (;;) {
-    if (size == content.size()) content.resize(std::min(size * 2, CXMLDoc::kMaxBytes + 1));
-    const ssize_t got = ::read(file.fd(), content.data() + size, content.size() - size);
+    if (size == content.capacity()) content.Reserve(std::min(size * 2, CXMLDoc::kMaxBytes + 1));
+    const ssize_t got = ::read(file.fd(), content.data() + size, content.capacity() - size);
     if (got == 0) break;
     if (got < 0 && errno != EINTR) return Fail(CXMLDoc::kCannotOpen, std::strerror(errno));
     if (got > 0) size += static_cast<std::size_t>(got);
     if (size > CXMLDoc::kMaxBytes)  // grew while read
       return Fail(CXMLDoc::kTooLarge, TooLargeMessage());
   }
-  content.resize(size);
+  content.Resize(size);
   return {};
 }
 
@@ -435,7 +474,7 @@ int CXMLDoc::OpenDocFile(const wchar* path, int, int flags) {
   }
   const std::string name = ToUtf8(path);
   const bool follow = (flags & kNoFollow) == 0;
-  std::string content;
+  FileText content;
   const Outcome read = ReadFile(name, follow, content);
   if (read.result != kOk) {
     m_failure.message = read.message;
@@ -445,19 +484,19 @@ int CXMLDoc::OpenDocFile(const wchar* path, int, int flags) {
   // passed, the general one parses it in place, without a copy. A failure
   // is then read again, to be placed in the text as it was.
   if (!m_keepPositions) {
-    PageRelease release(content);
-    if (Read(content, m_root, nullptr, true, &release).result == kOk) return kOk;
+    PageRelease release(content.view());
+    if (Read(content.view(), m_root, nullptr, true, &release).result == kOk) return kOk;
   }
   m_root.Free();
   if (!m_keepPositions) {
-    content.clear();
+    content.Clear();
     const Outcome again = ReadFile(name, follow, content);
     if (again.result != kOk) {
       m_failure.message = again.message;
       return again.result;
     }
   }
-  return OpenDocMemory(std::string_view(content));
+  return OpenDocMemory(content.view());
 }
 
 std::vector<CXMLDoc::Reference> CXMLDoc::GetUnresolvedReferences() const {

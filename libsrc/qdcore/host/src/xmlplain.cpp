@@ -4,6 +4,9 @@
 // of (names beyond ASCII, document types, unknown references, anything
 // malformed) it leaves to the general reader, which also words every
 // failure.
+#include <array>
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -16,14 +19,60 @@ namespace qdcore::reading {
 
 namespace {
 
-bool IsSpace(char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+// What each byte may be, looked up once rather than compared range by range:
+// names and values are scanned a byte at a time.
+enum CharClass : unsigned char { kSpace = 1, kNameStart = 2, kNameChar = 4 };
 
-bool IsNameStart(char c) noexcept {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':';
+constexpr std::array<unsigned char, 256> MakeCharClasses() {
+  std::array<unsigned char, 256> classes{};
+  for (const char c : {' ', '\t', '\n', '\r'}) classes[static_cast<unsigned char>(c)] = kSpace;
+  for (int c = 0; c < 256; ++c) {
+    const bool start = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':';
+    const bool other = (c >= '0' && c <= '9') || c == '-' || c == '.';
+    if (start) classes[c] |= kNameStart | kNameChar;
+    if (other) classes[c] |= kNameChar;
+  }
+  return classes;
 }
 
-bool IsNameChar(char c) noexcept {
-  return IsNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+constexpr std::array<unsigned char, 256> kCharClasses = MakeCharClasses();
+
+bool Is(char c, CharClass kind) noexcept {
+  return (kCharClasses[static_cast<unsigned char>(c)] & kind) != 0;
+}
+
+bool IsSpace(char c) noexcept { return Is(c, kSpace); }
+bool IsNameStart(char c) noexcept { return Is(c, kNameStart); }
+bool IsNameChar(char c) noexcept { return Is(c, kNameChar); }
+
+// The length of the start of `text` that holds neither `quote`, '&' nor a
+// byte below 0x20 (where blanks other than spaces sit), eight bytes at a
+// time: attribute values are most of a document.
+std::size_t PlainValueLength(std::string_view text, char quote) noexcept {
+  constexpr std::uint64_t kOnes = 0x0101010101010101ull;
+  constexpr std::uint64_t kHighs = 0x8080808080808080ull;
+  // The top bit of each byte below `limit`. A byte's borrow may mark the
+  // next more significant byte too, never a less significant one: the
+  // lowest mark is exact, and on little-endian machines it is the first
+  // byte in the text.
+  const auto below = [](std::uint64_t word, std::uint64_t limit) {
+    return (word - kOnes * limit) & ~word & kHighs;
+  };
+  const std::uint64_t quotes = kOnes * static_cast<unsigned char>(quote);
+  const std::uint64_t amps = kOnes * static_cast<unsigned char>('&');
+  std::size_t at = 0;
+  for (; at + 8 <= text.size(); at += 8) {
+    const std::uint64_t word = Load64(text.data() + at);
+    const std::uint64_t found = below(word ^ quotes, 1) | below(word ^ amps, 1) | below(word, 0x20);
+    if (!found) continue;
+    if constexpr (std::endian::native != std::endian::little) break;  // the bytes find it
+    return at + static_cast<std::size_t>(std::countr_zero(found)) / 8;
+  }
+  for (; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c == quote || c == '&' || static_cast<unsigned char>(c) < 0x20) break;
+  }
+  return at;
 }
 
 // Where a name may end: the general reader's names go on through bytes past
@@ -142,8 +191,10 @@ class PlainReader {
 
   std::string_view Name() {
     const std::size_t start = m_at;
-    while (m_at < m_text.size() && IsNameChar(m_text[m_at])) ++m_at;
-    return m_text.substr(start, m_at - start);
+    std::size_t end = start;  // a local: the loop keeps it in a register
+    while (end < m_text.size() && IsNameChar(m_text[end])) ++end;
+    m_at = end;
+    return m_text.substr(start, end - start);
   }
 
   struct Attr {
@@ -158,13 +209,10 @@ class PlainReader {
   // changes, else a copy in `m_values`. False without its closing quote.
   bool Value(char quote, Attr& attr) {
     const std::size_t start = m_at;
-    for (; m_at < m_text.size(); ++m_at) {
-      const char c = m_text[m_at];
-      if (c == quote) {
-        attr.value = m_text.substr(start, m_at++ - start);
-        return true;
-      }
-      if (c == '&' || c == '\t' || c == '\n' || c == '\r') break;
+    m_at += PlainValueLength(m_text.substr(start), quote);
+    if (At(m_at) == quote) {
+      attr.value = m_text.substr(start, m_at++ - start);
+      return true;
     }
     m_scratch.assign(m_text.substr(start, m_at - start));
     while (m_at < m_text.size()) {

@@ -142,12 +142,15 @@ class NameCache {
 };
 
 // Duplicate attribute names make a document malformed, and would make our
-// writer's output malformed too.
-inline bool HasDuplicateNames(const XMLAttrList& attrs) {
+// writer's output malformed too. `pooled`: every name is a pooled entry, so
+// two are equal exactly when they are the same entry.
+inline bool HasDuplicateNames(const XMLAttrList& attrs, bool pooled = false) {
   if (attrs.size() <= 16) {
     for (std::size_t i = 1; i < attrs.size(); ++i) {
       for (std::size_t k = 0; k < i; ++k) {
-        if (SameName(attrs[i].name, attrs[k].name)) return true;
+        const CZPoolString& a = attrs[i].name;
+        const CZPoolString& b = attrs[k].name;
+        if (pooled ? a.same(b) : SameName(a, b)) return true;
       }
     }
     return false;
@@ -243,12 +246,15 @@ class TreeBuilder {
     if (m_hints && m_hints->size() <= index && index < kMaxHints) m_hints->emplace_back();
     NameHint& hint = m_hints && index < m_hints->size() ? (*m_hints)[index] : m_unhinted;
     XMLAttr& attr = node.attrs.emplace_back();  // filled in place: no temporaries
-    return Name(name, hint, attr.name) && Text(value, attr.text);
+    if (index == 0) m_attrsPooled = true;
+    if (!Name(name, hint, attr.name)) return false;
+    m_attrsPooled = m_attrsPooled && hint.id != NameHint::kNoId;
+    return Text(value, attr.text);
   }
 
   // After the attributes: false when a name is given twice.
   bool AttributesDone(const Node& node) {
-    m_duplicate = HasDuplicateNames(node.attrs);
+    m_duplicate = HasDuplicateNames(node.attrs, m_attrsPooled);
     return !m_duplicate;
   }
 
@@ -298,6 +304,7 @@ class TreeBuilder {
   ValueCache m_values;
   std::u16string m_text;
   bool m_duplicate = false;
+  bool m_attrsPooled = false;  // every attribute name of the last element is pooled
 };
 
 // ---- places in the text

@@ -19,6 +19,7 @@
 
 #include "qdblend.h"
 #include "qdcheckread.h"
+#include "qddecimal.h"
 #include "qdformatnames.h"
 #include "qdparam/check.h"
 
@@ -41,11 +42,25 @@ enum class NumberText {
   kTrailing    // a number followed by text that is ignored
 };
 
+// `text` with every character beyond ASCII made '?', into `out`, whose
+// room is kept: numbers are narrowed by the thousand.
+void NarrowInto(std::u16string_view text, std::string& out) {
+  out.resize(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t c = text[i];
+    out[i] = c < 0x80 ? static_cast<char>(c) : '?';
+  }
+}
+
 std::string Narrow(std::u16string_view text) {
   std::string out;
-  out.reserve(text.size());
-  for (const char16_t c : text) out += c < 0x80 ? static_cast<char>(c) : '?';
+  NarrowInto(text, out);
   return out;
+}
+
+// name="text", for a finding about an attribute.
+std::string Quoted(const CZPoolString& attribute, const std::string& text) {
+  return Narrow(attribute.view()) + "=\"" + text + "\"";
 }
 
 // The text without leading blanks and a leading '+', as the C parse skips.
@@ -133,6 +148,11 @@ class Findings {
   }
   std::vector<CheckFinding> Take() { return std::move(m_list); }
   bool WantsWarnings() const noexcept { return !m_errorsOnly; }
+  // `text` narrowed into a buffer of the walk's, valid until the next call.
+  const std::string& Narrowed(std::u16string_view text) {
+    NarrowInto(text, m_narrowed);
+    return m_narrowed;
+  }
 
  private:
   // <Parameter id="3" name="mode">, so that the message says which one.
@@ -151,6 +171,7 @@ class Findings {
   const CXMLDoc& m_doc;
   bool m_errorsOnly;
   std::vector<CheckFinding> m_list;
+  std::string m_narrowed;
 };
 
 // Checks one attribute's number text; true with `value` when it reads as
@@ -159,23 +180,28 @@ bool CheckReal(Findings& out, const CXMLObject& element, const CZPoolString& att
                double& value) {
   const CZPoolString text = element.FindAttribute(attribute);
   if (!text) return false;
-  const std::string narrow = Narrow(text.view());
-  const std::string quoted = Narrow(attribute.view()) + "=\"" + narrow + "\"";
+  if (const std::optional<double> plain = ReadPlainDecimal(text.view())) {
+    value = *plain;
+    return true;
+  }
+  const std::string& narrow = out.Narrowed(text.view());
   std::string_view rest;
   switch (ReadReal(narrow, value, rest)) {
     case NumberText::kOk:
       return true;
     case NumberText::kNone:
-      out.Error(element, quoted + " is not a number (it reads as 0)");
+      out.Error(element, Quoted(attribute, narrow) + " is not a number (it reads as 0)");
       return false;
     case NumberText::kNotFinite:
-      out.Error(element, quoted + " is not a finite number");
+      out.Error(element, Quoted(attribute, narrow) + " is not a finite number");
       return false;
     case NumberText::kRange:
-      out.Error(element, quoted + " is out of range");
+      out.Error(element, Quoted(attribute, narrow) + " is out of range");
       return false;
     case NumberText::kTrailing:
-      out.Warning(element, quoted + " has text after its number that is ignored");
+      if (!out.WantsWarnings()) return true;
+      out.Warning(element,
+                  Quoted(attribute, narrow) + " has text after its number that is ignored");
       return true;
   }
   return false;
@@ -185,26 +211,32 @@ bool CheckWhole(Findings& out, const CXMLObject& element, const CZPoolString& at
                 long long& value) {
   const CZPoolString text = element.FindAttribute(attribute);
   if (!text) return false;
-  const std::string narrow = Narrow(text.view());
-  const std::string quoted = Narrow(attribute.view()) + "=\"" + narrow + "\"";
+  if (const std::optional<long long> plain = ReadPlainWhole(text.view())) {
+    value = *plain;
+    return true;
+  }
+  const std::string& narrow = out.Narrowed(text.view());
   switch (ReadWhole(narrow, value)) {
     case NumberText::kOk:
       return true;
     case NumberText::kNone:
     case NumberText::kNotFinite:
-      out.Error(element, quoted + " is not a whole number (it reads as 0)");
+      out.Error(element, Quoted(attribute, narrow) + " is not a whole number (it reads as 0)");
       return false;
     case NumberText::kRange:
-      out.Error(element, quoted + " is outside the 32-bit range");
+      out.Error(element, Quoted(attribute, narrow) + " is outside the 32-bit range");
       return false;
     case NumberText::kTrailing:
-      out.Warning(element, quoted + " has text after its whole number that is ignored");
+      if (!out.WantsWarnings()) return true;
+      out.Warning(element,
+                  Quoted(attribute, narrow) + " has text after its whole number that is ignored");
       return true;
   }
   return false;
 }
 
 void CheckBool(Findings& out, const CXMLObject& element, const CZPoolString& attribute) {
+  if (!out.WantsWarnings()) return;
   const CZPoolString text = element.FindAttribute(attribute);
   if (text && !IsBoolText(text.view())) {
     out.Warning(element, Narrow(attribute.view()) + "=\"" + Narrow(text.view()) +
@@ -215,6 +247,7 @@ void CheckBool(Findings& out, const CXMLObject& element, const CZPoolString& att
 // A flag attribute: every name listed must be known.
 void CheckNames(Findings& out, const CXMLObject& element, const CZPoolString& attribute,
                 std::span<const tagXMLFLAGMAP> names, bool list, CheckSeverity severity) {
+  if (severity == CheckSeverity::kWarning && !out.WantsWarnings()) return;
   const CZPoolString text = element.FindAttribute(attribute);
   if (!text) return;
   std::u16string_view rest = text.view();
@@ -294,21 +327,19 @@ struct KeyTime {
   double value = 0;
 };
 
-KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
-  const CZPoolString text = key.FindAttribute(kPosition);
-  if (!text) return {};
-  const std::string narrow = Narrow(text.view());
-  const std::string quoted = "position=\"" + narrow + "\"";
-  KeyTime time;
+// The number and unit of a time that is not a plain number; false after
+// an error.
+bool ReadKeyTime(Findings& out, const CXMLObject& key, const std::string& narrow, KeyTime& time) {
+  const auto quoted = [&narrow] { return Quoted(kPosition, narrow); };
   std::string_view rest;
   switch (ReadReal(narrow, time.value, rest)) {
     case NumberText::kNone:
-      out.Error(key, quoted + " is not a time");
-      return {};
+      out.Error(key, quoted() + " is not a time");
+      return false;
     case NumberText::kNotFinite:
     case NumberText::kRange:
-      out.Error(key, quoted + " is not a finite time");
-      return {};
+      out.Error(key, quoted() + " is not a finite time");
+      return false;
     default:
       break;
   }
@@ -319,11 +350,24 @@ KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
   } else if (rest == "fs") {
     time.qualifier = 2;
   } else if (!rest.empty()) {
-    out.Warning(key, quoted + " ends in an unknown unit (read as a fraction of the clip)");
+    out.Warning(key, quoted() + " ends in an unknown unit (read as a fraction of the clip)");
   }
+  return true;
+}
+
+KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
+  const CZPoolString text = key.FindAttribute(kPosition);
+  if (!text) return {};
+  KeyTime time;
+  if (const std::optional<double> plain = ReadPlainDecimal(text.view())) {
+    time.value = *plain;
+  } else if (!ReadKeyTime(out, key, out.Narrowed(text.view()), time)) {
+    return {};
+  }
+  const auto quoted = [&text] { return Quoted(kPosition, Narrow(text.view())); };
   time.known = true;
   if (time.qualifier == 0 && (time.value < 0.0 || time.value > 1.0)) {
-    out.Warning(key, quoted + " lies beyond the clip");
+    out.Warning(key, quoted() + " lies beyond the clip");
   }
   return time;
 }
@@ -334,6 +378,7 @@ KeyTime CheckKeyTime(Findings& out, const CXMLObject& key) {
 // way each must fall inside the segment, which can be told when both of its
 // ends are fractions of the clip.
 void CheckAnchors(Findings& out, const CXMLObject& key, const KeyTime& from, const KeyTime& to) {
+  if (!key.FindNextElement(kAnchor, nullptr)) return;  // most keyframes have none
   const bool bezier = key.AttributeEquals(kInterpolation, std::u16string_view(u"Bezier"));
   const bool spline = key.AttributeEquals(kInterpolation, std::u16string_view(u"Spline"));
   const bool placed = from.known && to.known && from.qualifier == 0 && to.qualifier == 0;
@@ -366,8 +411,13 @@ void CheckBinary(Findings& out, const CXMLObject& holder, unsigned int kind) {
 }
 
 void CheckKeyframes(Findings& out, const CXMLObject& parameter, unsigned int type) {
+  const unsigned int payload = PayloadKind(parameter);
+  unsigned int children = 0;
+  parameter.GetElements(children);
   std::vector<const CXMLObject*> keys;
   std::vector<KeyTime> times;
+  keys.reserve(children);  // one allocation each, not one per doubling
+  times.reserve(children);
   for (const CXMLObject* key = parameter.FindNextElement(kKeyframe, nullptr); key;
        key = parameter.FindNextElement(kKeyframe, key)) {
     const KeyTime time = CheckKeyTime(out, *key);
@@ -381,7 +431,7 @@ void CheckKeyframes(Findings& out, const CXMLObject& parameter, unsigned int typ
     CheckNames(out, *key, kInterpolation, kKeyframeInterpolationNames, false,
                CheckSeverity::kWarning);
     CheckNames(out, *key, kTimeTranslation, kTimeTranslationNames, true, CheckSeverity::kWarning);
-    CheckBinary(out, *key, PayloadKind(parameter));
+    CheckBinary(out, *key, payload);
     keys.push_back(key);
     times.push_back(time);
   }
@@ -478,6 +528,9 @@ void CheckSet(Findings& out, const CXMLObject& set) {
   // The texts are viewed where the set's elements hold them, unchanged
   // while they are checked.
   std::unordered_map<std::u16string_view, int> ids, names;
+  unsigned int children = 0;
+  set.GetElements(children);
+  ids.reserve(children);  // sets of many thousand parameters: no rehashing on the way
   for (const CXMLObject* parameter = set.FindNextElement(kParameter, nullptr); parameter;
        parameter = set.FindNextElement(kParameter, parameter)) {
     const CZPoolString id = parameter->FindAttribute(kId);
@@ -506,9 +559,10 @@ std::vector<CheckFinding> CheckTree(const CXMLDoc& doc, bool errorsOnly = false)
   while (!pending.empty()) {
     const CXMLObject& element = *pending.back();
     pending.pop_back();
-    if (element.IsName(kProperty)) CheckSet(out, element);
-    if (element.IsName(kParameter)) CheckParameter(out, element);
-    if (element.IsName(kValueElement)) {
+    const CZPoolString name = element.GetName();  // looked at once: most are keyframes
+    if (name == kProperty) CheckSet(out, element);
+    if (name == kParameter) CheckParameter(out, element);
+    if (name == kValueElement) {
       long long id = 0;
       CheckWhole(out, element, kId, id);
     }

@@ -18,7 +18,8 @@ const CZPoolString kCopiedWhenPresent[] = {kInactive, kMin, kMax};
 
 // Adds a private copy of every child `name` of `from` (of the first one only
 // when `firstOnly`); false when an addition fails.
-bool CopyChildren(const CXMLObject& from, CXMLObject& to, const CZPoolString& name, bool firstOnly) {
+bool CopyChildren(const CXMLObject& from, CXMLObject& to, const CZPoolString& name,
+                  bool firstOnly) {
   bool ok = true;
   for (const CXMLObject* child = from.FindNextElement(name, nullptr); child;
        child = firstOnly ? nullptr : from.FindNextElement(name, child)) {
@@ -82,9 +83,13 @@ bool CParam::Load(const CXMLObject& xml) {
   Reset();
   bool ok = true;
   if (source.IsName(kParameter)) ok = MergeAttributes(source, true);
-  // Room for every keyframe at once: no growth steps, no slack, no moves.
-  const unsigned int keyframes = source.GetNElements(kKeyframe);
-  if (keyframes) m_KeyFrameList.CZMemory::Realloc(std::uint64_t{keyframes} * sizeof(CKeyFrame));
+  // Room for every keyframe at once: no growth steps, no moves. Children
+  // are mostly all keyframes, so room for every child saves a count of them;
+  // what others leave over is given back below.
+  unsigned int children = 0;
+  source.GetElements(children);
+  if (children) m_KeyFrameList.CZMemory::Realloc(std::uint64_t{children} * sizeof(CKeyFrame));
+  unsigned int keyframes = 0;
   // Each keyframe is what CKeyFrame(*this, child) makes: this definition
   // with the stored element (named "Keyframe", as the search says). The
   // definition is made once and copied into the list, where it takes the
@@ -105,10 +110,15 @@ bool CParam::Load(const CXMLObject& xml) {
                        m_KeyFrameList.Add(definition);
     if (added) takeElement(*child);
     ok = added && ok;
+    ++keyframes;
   }
-  ok = CopyChildren(source, *this, kBinary, false) && ok;
-  ok = CopyChildren(source, *this, kPropertys, true) && ok;
-  ok = CopyChildren(source, *this, kValue, false) && ok;
+  // Most parameters hold keyframes alone: no slack, no search for the others.
+  if (children > keyframes) {
+    m_KeyFrameList.CZMemory::Realloc(std::uint64_t{keyframes} * sizeof(CKeyFrame));
+    ok = CopyChildren(source, *this, kBinary, false) && ok;
+    ok = CopyChildren(source, *this, kPropertys, true) && ok;
+    ok = CopyChildren(source, *this, kValue, false) && ok;
+  }
   if (!ok) {
     Reset();
     return false;

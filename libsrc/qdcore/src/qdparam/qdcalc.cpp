@@ -10,72 +10,13 @@ namespace qdcore {
 
 namespace {
 
-// Coefficients below this size count as zero: the curve then degenerates to
-// a lower degree and the higher-degree formulas would divide by noise.
-constexpr double kZero = 1e-10;
-// Roots may overshoot [0, 1] by rounding; accept them within this margin.
-constexpr double kUpperU = 1.0000000001;
-// A slightly negative discriminant is rounding noise of a double root.
-constexpr double kDiscriminantNoise = 0.0001;
-constexpr double kTwoPi = 6.283185307179586;
-constexpr double kOneThird = 0.3333333333333333;
-
-double Sign(double v) noexcept { return v > 0.0 ? 1.0 : (v < 0.0 ? -1.0 : 0.0); }
-
-bool InOpenRange(double u) noexcept { return -kZero < u && u < kUpperU; }
+using namespace bezierinverse;
 
 double ReportNoRoot() {
   ReportFailure("FindUForBezierValue - illegal internal state", kIllegalCodePointReached,
                 __FILE_NAME__, __LINE__,
                 "double __cdecl FindUForBezierValue(double,double,double,double,double)");
   return 0.0;
-}
-
-// The cubic case: the trigonometric and Cardano forms of the normalised
-// cubic, with only e3 (that is, d) new for each value.
-bool SolveCubic(const BezierInverse& f, double d, double& u) {
-  const double e3 = d / f.a;
-  const double R = (f.rLead + 27 * e3) / 54;
-  const double R2 = std::pow(R, 2.0);
-  if (f.q3 <= R2) {  // one real root, returned as it is
-    const double A = -Sign(R) * std::pow(std::sqrt(R2 - f.q3) + std::fabs(R), kOneThird);
-    const double Bq = A != 0.0 ? f.q / A : 0.0;
-    u = Bq + A - f.e1Third;
-    return true;
-  }
-  // Three real roots, tried in this order; each costs a cosine, so it is
-  // taken only for a root that the curve lets fall in range, and only when
-  // the ones before it did not.
-  const double theta = std::acos(R / f.rootQ3);
-  const double angles[] = {theta / 3, (theta + kTwoPi) / 3, (theta - kTwoPi) / 3};
-  for (int i = 0; i < 3; ++i) {
-    if (!f.rootMayFit[i]) continue;
-    const double x = f.k * std::cos(angles[i]) - f.e1Third;
-    if (-kZero <= x && x <= kUpperU) {
-      u = x < 0.0 ? 0.0 : (x > 1.0 ? 1.0 : x);
-      return true;
-    }
-  }
-  return false;
-}
-
-// b u^2 + c u + d = 0, falling back to the linear root when b vanishes. The
-// roots are formed without cancellation (q, then q/b and d/q).
-bool SolveQuadratic(const BezierInverse& f, double d, double& u) {
-  if (-kZero < f.b && f.b < kZero) {
-    u = -(d / f.c);
-    return true;
-  }
-  double disc = f.cSquared - f.fourB * d;
-  if (disc < 0.0) {
-    if (std::fabs(disc) >= kDiscriminantNoise) return false;
-    disc = 0.0;
-  }
-  const double q = -0.5 * (f.c + Sign(f.c) * std::sqrt(disc));
-  const double r1 = q / f.b, r2 = d / q;
-  if (InOpenRange(r1)) return u = r1, true;
-  if (InOpenRange(r2)) return u = r2, true;
-  return false;
 }
 
 // Whatever the angle (acos gives 0 to pi), the cosine in each of the three
@@ -93,8 +34,7 @@ bool RootMayFit(double k, double e1Third, double lowCosine, double highCosine) {
 }  // namespace
 
 double BezierValue(double u, double p0, double p1, double p2, double p3) noexcept {
-  return 3 * u * u * (1 - u) * p2 +
-         ((1 - u) * (1 - u) * (1 - u) * p0 + 3 * u * (1 - u) * (1 - u) * p1) + u * u * u * p3;
+  return BezierValueInline(u, p0, p1, p2, p3);
 }
 
 // Each expression keeps the grouping it has written out in full, so that
@@ -120,17 +60,20 @@ BezierInverse PrepareBezierInverse(double p0, double p1, double p2, double p3) {
   f.e1Third = f.e1 / 3;
   f.rootQ3 = std::sqrt(f.q3);  // NaN for Q < 0, where the three-root form is never used
   f.k = -2 * std::sqrt(f.q);
-  f.rootMayFit[0] = RootMayFit(f.k, f.e1Third, 0.5, 1.0);
-  f.rootMayFit[1] = RootMayFit(f.k, f.e1Third, -1.0, -0.5);
-  f.rootMayFit[2] = RootMayFit(f.k, f.e1Third, -0.5, 0.5);
+  // Each root's angle shift with the band its cosine keeps to.
+  const struct {
+    double shift, lowCosine, highCosine;
+  } roots[] = {{0.0, 0.5, 1.0}, {kTwoPi, -1.0, -0.5}, {-kTwoPi, -0.5, 0.5}};
+  for (const auto& root : roots) {
+    if (RootMayFit(f.k, f.e1Third, root.lowCosine, root.highCosine)) {
+      f.rootShifts[f.rootCount++] = root.shift;
+    }
+  }
   return f;
 }
 
 bool TrySolveBezierInverse(const BezierInverse& curve, double x, double& u) {
-  if (curve.p0 == x) return u = 0.0, true;
-  if (curve.p3 == x) return u = 1.0, true;
-  const double d = curve.p0 - x;
-  return curve.cubic ? SolveCubic(curve, d, u) : SolveQuadratic(curve, d, u);
+  return TrySolveBezierInverseWith(curve, x, u);
 }
 
 double SolveBezierInverse(const BezierInverse& curve, double x) {

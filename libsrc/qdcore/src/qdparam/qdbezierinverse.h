@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 
 #include "qdparam/export.h"
 
@@ -44,6 +45,11 @@ QDPARAM_API BezierInverse PrepareBezierInverse(double p0, double p1, double p2, 
 QDPARAM_API double SolveBezierInverse(const BezierInverse& curve, double x);
 // The same without the report: false, and `u` unspecified, when none is.
 QDPARAM_API bool TrySolveBezierInverse(const BezierInverse& curve, double x, double& u);
+// TrySolveBezierInverse for x[0 .. count), several values at once: u[i] for
+// each; the number solved before the first value without a root (count
+// when every value has one). u beyond that number is unspecified.
+QDPARAM_API std::size_t TrySolveBezierInverses(const BezierInverse& curve, const double* x,
+                                               double* u, std::size_t count);
 
 namespace bezierinverse {
 
@@ -70,24 +76,44 @@ inline double Sign(double v) { return v > 0.0 ? 1.0 : (v < 0.0 ? -1.0 : 0.0); }
 
 inline bool InOpenRange(double u) { return -kZero < u && u < kUpperU; }
 
-// The cubic case: the trigonometric and Cardano forms of the normalised
-// cubic, with only e3 (that is, d) new for each value.
-template <typename Math>
-bool SolveCubic(const BezierInverse& f, double d, double& u) {
+// ---- the cubic case, step by step: the trigonometric and Cardano forms of
+// the normalised cubic, with only e3 (that is, d) new for each value. A
+// solve runs the steps one after the other; a solve for many values runs
+// each step over all of them before the next.
+
+// R for d: the one part of the cubic's Q and R that d changes.
+inline double CubicR(const BezierInverse& f, double d) {
   const double e3 = d / f.a;
-  const double R = (f.rLead + 27 * e3) / 54;
-  const double R2 = R * R;  // pow(R, 2.0), which is exact
-  if (f.q3 <= R2) {         // one real root, returned as it is
-    const double A = -Sign(R) * Math::CubeRoot(std::sqrt(R2 - f.q3) + std::fabs(R));
-    const double Bq = A != 0.0 ? f.q / A : 0.0;
-    u = Bq + A - f.e1Third;
-    return true;
-  }
-  // Three real roots, tried in order; each costs a cosine, so it is taken
-  // only for a root that the curve lets fall in range, and only when the
-  // ones before it did not.
-  const double theta = Math::Acos(R / f.rootQ3);
-  for (int i = 0; i < f.rootCount; ++i) {
+  return (f.rLead + 27 * e3) / 54;
+}
+
+// Q^3 <= R^2, R^2 being pow(R, 2.0), which is exact: one real root.
+inline bool HasOneRealRoot(const BezierInverse& f, double R) { return f.q3 <= R * R; }
+
+// The one real root (Cardano's form), returned as it is, given the cube root
+// of CubeRootArgument.
+inline double CubeRootArgument(const BezierInverse& f, double R) {
+  return std::sqrt(R * R - f.q3) + std::fabs(R);
+}
+inline double CardanoRoot(const BezierInverse& f, double R, double cubeRoot) {
+  const double A = -Sign(R) * cubeRoot;
+  // Q / A is taken whatever A (by 1 for 0, then dropped), so that a loop of
+  // these runs several at once.
+  const double quotient = f.q / (A != 0.0 ? A : 1.0);
+  const double Bq = A != 0.0 ? quotient : 0.0;
+  return Bq + A - f.e1Third;
+}
+
+// Three real roots: the angle theta is the arc cosine of AngleCosine.
+inline double AngleCosine(const BezierInverse& f, double R) { return R / f.rootQ3; }
+
+// The first of the three-root form's roots, from root `first` on, that
+// falls in range, clamped into [0, 1]; false when none does. Each costs a
+// cosine, so it is taken only for a root that the curve lets fall in range,
+// and only when the ones before it did not.
+template <typename Math>
+bool TrigonometricRoot(const BezierInverse& f, double theta, int first, double& u) {
+  for (int i = first; i < f.rootCount; ++i) {
     const double x = f.k * Math::Cos((theta + f.rootShifts[i]) / 3) - f.e1Third;
     if (-kZero <= x && x <= kUpperU) {
       u = x < 0.0 ? 0.0 : (x > 1.0 ? 1.0 : x);
@@ -95,6 +121,16 @@ bool SolveCubic(const BezierInverse& f, double d, double& u) {
     }
   }
   return false;
+}
+
+template <typename Math>
+bool SolveCubic(const BezierInverse& f, double d, double& u) {
+  const double R = CubicR(f, d);
+  if (HasOneRealRoot(f, R)) {
+    u = CardanoRoot(f, R, Math::CubeRoot(CubeRootArgument(f, R)));
+    return true;
+  }
+  return TrigonometricRoot<Math>(f, Math::Acos(AngleCosine(f, R)), 0, u);
 }
 
 // b u^2 + c u + d = 0, falling back to the linear root when b vanishes. The

@@ -1,7 +1,9 @@
 // The cubic Bezier, its analytic inverse and the eased time translations.
 #include "qdparam/qdcalc.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "qdbezierinverse.h"
 #include "qdcore/core.h"
@@ -29,6 +31,60 @@ bool RootMayFit(double k, double e1Third, double lowCosine, double highCosine) {
   const double margin = 1e-9 * (1.0 + std::fabs(k) + std::fabs(e1Third));
   const double low = a < b ? a : b, high = a < b ? b : a;
   return !(high < -kZero - margin) && !(low > kUpperU + margin);  // NaN may fit
+}
+
+// Values solved a block at a time, so that the scratch stays in the
+// nearest cache.
+constexpr std::size_t kBlock = 256;
+
+// What a value of a cubic needs once its R is known. As wide as a double,
+// so that the steps that test it run several values at once.
+enum Next : std::int64_t { kSolved, kCubeRoot, kAngle };
+
+// The cubic case for one block, step by step over all its values: the
+// steps without library calls run several values at once, and the calls of
+// the library, on arguments worked out before, follow each other without
+// waiting on one another.
+std::size_t SolveCubicBlock(const BezierInverse& f, const double* x, double* u, std::size_t n) {
+  double R[kBlock], cosine[kBlock], cubed[kBlock], called[kBlock];
+  Next next[kBlock];
+  for (std::size_t i = 0; i < n; ++i) R[i] = CubicR(f, f.p0 - x[i]);
+  std::size_t cubeRoots = 0, angles = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const bool start = f.p0 == x[i], end = f.p3 == x[i], oneRoot = HasOneRealRoot(f, R[i]);
+    u[i] = start ? 0.0 : 1.0;
+    next[i] = start || end ? kSolved : (oneRoot ? kCubeRoot : kAngle);
+    cubeRoots += next[i] == kCubeRoot;
+    angles += next[i] == kAngle;
+  }
+  // The arguments of every call of a kind the block makes, taken for all
+  // its values alike.
+  if (angles > 0) {
+    for (std::size_t i = 0; i < n; ++i) cosine[i] = AngleCosine(f, R[i]);
+  }
+  if (cubeRoots > 0) {
+    for (std::size_t i = 0; i < n; ++i) cubed[i] = CubeRootArgument(f, R[i]);
+  }
+  for (std::size_t i = 0; i < n; ++i) {
+    called[i] = 0.0;
+    if (next[i] == kCubeRoot) called[i] = Libm::CubeRoot(cubed[i]);
+    if (next[i] == kAngle) called[i] = Libm::Acos(cosine[i]);
+  }
+  if (cubeRoots > 0) {
+    for (std::size_t i = 0; i < n; ++i) cubed[i] = CardanoRoot(f, R[i], called[i]);
+  }
+  for (std::size_t i = 0; i < n; ++i) {
+    if (next[i] == kCubeRoot) u[i] = cubed[i];
+    if (next[i] == kAngle && !TrigonometricRoot<Libm>(f, called[i], 0, u[i])) return i;
+  }
+  return n;
+}
+
+std::size_t SolveQuadraticBlock(const BezierInverse& f, const double* x, double* u, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    if (!TrySolveBezierInverseWith(f, x[i], u[i])) return i;
+  }
+  return n;
 }
 
 }  // namespace
@@ -74,6 +130,17 @@ BezierInverse PrepareBezierInverse(double p0, double p1, double p2, double p3) {
 
 bool TrySolveBezierInverse(const BezierInverse& curve, double x, double& u) {
   return TrySolveBezierInverseWith(curve, x, u);
+}
+
+std::size_t TrySolveBezierInverses(const BezierInverse& curve, const double* x, double* u,
+                                   std::size_t count) {
+  const auto solveBlock = curve.cubic ? &SolveCubicBlock : &SolveQuadraticBlock;
+  for (std::size_t from = 0; from < count; from += kBlock) {
+    const std::size_t n = std::min(count - from, kBlock);
+    const std::size_t solved = solveBlock(curve, x + from, u + from, n);
+    if (solved < n) return from + solved;
+  }
+  return count;
 }
 
 double SolveBezierInverse(const BezierInverse& curve, double x) {

@@ -105,6 +105,24 @@ double Spline(const Segment& s, const SegmentShape& shape, double) {
 
 SampleRun OneByOne(const SampleSpan& span) { return {span.end - span.from, false}; }
 
+// ClampToOrderedLimits without a branch: a limit that is absent is an
+// infinite one, which no value passes (NaN included), so the comparisons
+// stay as they are.
+class LimitClamp {
+ public:
+  explicit LimitClamp(const DoubleLimits& limits)
+      : lower_(limits.hasMin ? limits.min : -kInfinity),
+        upper_(limits.hasMax ? limits.max : kInfinity) {}
+  double operator()(double value) const {
+    value = lower_ > value ? lower_ : value;
+    return upper_ < value ? upper_ : value;
+  }
+
+ private:
+  static constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  double lower_, upper_;
+};
+
 template <typename Blend>
 SampleRun FillEach(const Segment& segment, const SampleSpan& span, Blend blend) {
   Segment s = segment;
@@ -116,15 +134,10 @@ SampleRun FillEach(const Segment& segment, const SampleSpan& span, Blend blend) 
 }
 
 // Free of reports and branches, so the compiler does several samples at
-// once. A limit that is absent is an infinite one, which no value passes
-// (NaN included), so the comparisons stay as they are. Sample numbers are
-// counted in 32-bit pieces, which convert to double several at a time;
-// every sum stays an exact whole number.
+// once. Sample numbers are counted in 32-bit pieces, which convert to
+// double several at a time; every sum stays an exact whole number.
 SampleRun SampleLinear(const Segment& segment, const SegmentShape&, const SampleSpan& span) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  const DoubleLimits& limits = *span.limits;
-  const double lower = limits.hasMin ? limits.min : -kInfinity;
-  const double upper = limits.hasMax ? limits.max : kInfinity;
+  const LimitClamp clamp(*span.limits);
   constexpr unsigned long kPiece = 1ul << 30;
   for (unsigned long piece = span.from; piece < span.end; piece += kPiece) {
     const auto count = static_cast<int>(std::min(span.end - piece, kPiece));
@@ -133,10 +146,7 @@ SampleRun SampleLinear(const Segment& segment, const SegmentShape&, const Sample
     for (int j = 0; j < count; ++j) {
       Segment s = segment;
       s.time = span.start + (base + static_cast<double>(j)) * span.step;
-      double value = LinearValue(s);
-      value = lower > value ? lower : value;
-      value = upper < value ? upper : value;
-      out[j] = value;
+      out[j] = clamp(LinearValue(s));
     }
   }
   return {span.end - span.from, true};
@@ -165,17 +175,30 @@ SampleRun SampleSpline(const Segment& segment, const SegmentShape& shape, const 
 }
 
 // A time without a root would report: the run stops before it, and that
-// sample goes alone, report and all.
+// sample goes alone, report and all. The times of a block are solved
+// together, then their values taken with the controls worked out once.
 SampleRun SampleBezier(const Segment& segment, const SegmentShape& shape, const SampleSpan& span) {
   if (!shape.timeCurve) return OneByOne(span);
-  Segment s = segment;
-  for (unsigned long j = span.from; j < span.end; ++j) {
-    s.time = span.TimeOf(j);
-    double u = 0.0;
-    if (!TrySolveBezierInverse(*shape.timeCurve, static_cast<double>(s.time), u)) {
-      return {j - span.from, j > span.from};
+  const BezierHandles& h = shape.handles;
+  const double p0 = segment.y0, p1 = segment.y0 + h.outValue, p2 = segment.y1 + h.inValue,
+               p3 = segment.y1;
+  const LimitClamp clamp(*span.limits);
+  constexpr unsigned long kBlock = 256;
+  double times[kBlock], u[kBlock];
+  for (unsigned long from = span.from; from < span.end; from += kBlock) {
+    const unsigned long n = std::min(span.end - from, kBlock);
+    const double base = static_cast<double>(from);
+    for (int i = 0; i < static_cast<int>(n); ++i) {
+      times[i] = static_cast<double>(span.start + (base + static_cast<double>(i)) * span.step);
     }
-    span.values[j] = ClampToOrderedLimits(*span.limits, BezierValueAt(s, shape.handles, u));
+    const std::size_t solved = TrySolveBezierInverses(*shape.timeCurve, times, u, n);
+    double* out = span.values + from;
+    for (std::size_t i = 0; i < solved; ++i)
+      out[i] = clamp(BezierValueInline(u[i], p0, p1, p2, p3));
+    if (solved < n) {
+      const unsigned long length = from + solved - span.from;
+      return {length, length > 0};
+    }
   }
   return {span.end - span.from, true};
 }

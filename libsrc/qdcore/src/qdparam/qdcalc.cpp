@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 
 #include "qdbezierinverse.h"
 #include "qdcore/core.h"
+#include "qdwidevectors.h"
 
 namespace qdcore {
 
@@ -35,34 +35,46 @@ bool RootMayFit(double k, double e1Third, double lowCosine, double highCosine) {
 
 // Values solved a block at a time, so that the scratch stays in the
 // nearest cache.
-constexpr std::size_t kBlock = 256;
+constexpr std::size_t kBlock = 128;
 
-// What a value of a cubic needs once its R is known. As wide as a double,
-// so that the steps that test it run several values at once.
-enum Next : std::int64_t { kSolved, kCubeRoot, kAngle };
+// What a value of a cubic needs once its R is known, as a double, so that
+// the step that finds it runs several values at once. As whole numbers the
+// codes are bits, which a block ors together to learn what its values need.
+constexpr double kSolved = 0.0, kCubeRoot = 1.0, kAngle = 2.0;
+constexpr int kNeedsCubeRoot = 1, kNeedsAngle = 2;
+
+// Each step below is written as choices between values, so that a loop of
+// it runs several values at once.
+double NextFor(const BezierInverse& f, double x, double R) {
+  const double root = HasOneRealRoot(f, R) ? kCubeRoot : kAngle;
+  const double unlessStart = f.p0 == x ? kSolved : root;
+  return f.p3 == x ? kSolved : unlessStart;
+}
+
+// The ends answer without solving, as TrySolveBezierInverseWith does.
+double EndsOr(const BezierInverse& f, double x, double solved) {
+  return f.p0 == x ? 0.0 : (f.p3 == x ? 1.0 : solved);
+}
 
 // The cubic case for one block, step by step over all its values: the
 // steps without library calls run several values at once, and the calls of
 // the library, on arguments worked out before, follow each other without
-// waiting on one another.
-std::size_t SolveCubicBlock(const BezierInverse& f, const double* x, double* u, std::size_t n) {
+// waiting on one another. A value that takes the three-root form is given
+// its u last, in order, so that the first without a root ends the block.
+QD_WIDEST_VECTORS std::size_t SolveCubicBlock(const BezierInverse& f, const double* x, double* u,
+                                              std::size_t n) {
   double R[kBlock], cosine[kBlock], cubed[kBlock], called[kBlock];
-  Next next[kBlock];
-  for (std::size_t i = 0; i < n; ++i) R[i] = CubicR(f, f.p0 - x[i]);
-  std::size_t cubeRoots = 0, angles = 0;
+  double next[kBlock];
+  int needs = 0;
   for (std::size_t i = 0; i < n; ++i) {
-    const bool start = f.p0 == x[i], end = f.p3 == x[i], oneRoot = HasOneRealRoot(f, R[i]);
-    u[i] = start ? 0.0 : 1.0;
-    next[i] = start || end ? kSolved : (oneRoot ? kCubeRoot : kAngle);
-    cubeRoots += next[i] == kCubeRoot;
-    angles += next[i] == kAngle;
+    R[i] = CubicR(f, f.p0 - x[i]);
+    next[i] = NextFor(f, x[i], R[i]);
+    needs |= static_cast<int>(next[i]);
   }
-  // The arguments of every call of a kind the block makes, taken for all
-  // its values alike.
-  if (angles > 0) {
+  if (needs & kNeedsAngle) {
     for (std::size_t i = 0; i < n; ++i) cosine[i] = AngleCosine(f, R[i]);
   }
-  if (cubeRoots > 0) {
+  if (needs & kNeedsCubeRoot) {
     for (std::size_t i = 0; i < n; ++i) cubed[i] = CubeRootArgument(f, R[i]);
   }
   for (std::size_t i = 0; i < n; ++i) {
@@ -70,12 +82,14 @@ std::size_t SolveCubicBlock(const BezierInverse& f, const double* x, double* u, 
     if (next[i] == kCubeRoot) called[i] = Libm::CubeRoot(cubed[i]);
     if (next[i] == kAngle) called[i] = Libm::Acos(cosine[i]);
   }
-  if (cubeRoots > 0) {
-    for (std::size_t i = 0; i < n; ++i) cubed[i] = CardanoRoot(f, R[i], called[i]);
-  }
+  const bool cardano = needs & kNeedsCubeRoot;
   for (std::size_t i = 0; i < n; ++i) {
-    if (next[i] == kCubeRoot) u[i] = cubed[i];
-    if (next[i] == kAngle && !TrigonometricRoot<Libm>(f, called[i], 0, u[i])) return i;
+    u[i] = EndsOr(f, x[i], cardano ? CardanoRoot(f, R[i], called[i]) : 0.0);
+  }
+  if (needs & kNeedsAngle) {
+    for (std::size_t i = 0; i < n; ++i) {
+      if (next[i] == kAngle && !TrigonometricRoot<Libm>(f, called[i], 0, u[i])) return i;
+    }
   }
   return n;
 }

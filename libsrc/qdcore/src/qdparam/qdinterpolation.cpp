@@ -12,6 +12,7 @@
 #include <limits>
 
 #include "qdassert.h"
+#include "qdwidevectors.h"
 
 namespace qdcore {
 
@@ -177,25 +178,29 @@ SampleRun SampleSpline(const Segment& segment, const SegmentShape& shape, const 
 // A time without a root would report: the run stops before it, and that
 // sample goes alone, report and all. The times of a block are solved
 // together, then their values taken with the controls worked out once.
-SampleRun SampleBezier(const Segment& segment, const SegmentShape& shape, const SampleSpan& span) {
+// Sample numbers convert to double as 32-bit ones, several at a time; the
+// sum with the block's first stays the same whole number.
+QD_WIDEST_VECTORS SampleRun SampleBezier(const Segment& segment, const SegmentShape& shape,
+                                         const SampleSpan& span) {
   if (!shape.timeCurve) return OneByOne(span);
   const BezierHandles& h = shape.handles;
   const double p0 = segment.y0, p1 = segment.y0 + h.outValue, p2 = segment.y1 + h.inValue,
                p3 = segment.y1;
   const LimitClamp clamp(*span.limits);
-  constexpr unsigned long kBlock = 256;
+  constexpr int kBlock = 128;
   double times[kBlock], u[kBlock];
   for (unsigned long from = span.from; from < span.end; from += kBlock) {
-    const unsigned long n = std::min(span.end - from, kBlock);
-    const double base = static_cast<double>(from);
-    for (int i = 0; i < static_cast<int>(n); ++i) {
-      times[i] = static_cast<double>(span.start + (base + static_cast<double>(i)) * span.step);
+    const int n = static_cast<int>(std::min(span.end - from, static_cast<unsigned long>(kBlock)));
+    const double first = static_cast<double>(from);
+    for (int i = 0; i < n; ++i) {
+      times[i] = static_cast<double>(span.start + (first + static_cast<double>(i)) * span.step);
     }
     const std::size_t solved = TrySolveBezierInverses(*shape.timeCurve, times, u, n);
     double* out = span.values + from;
-    for (std::size_t i = 0; i < solved; ++i)
+    for (std::size_t i = 0; i < solved; ++i) {
       out[i] = clamp(BezierValueInline(u[i], p0, p1, p2, p3));
-    if (solved < n) {
+    }
+    if (solved < static_cast<std::size_t>(n)) {
       const unsigned long length = from + solved - span.from;
       return {length, length > 0};
     }

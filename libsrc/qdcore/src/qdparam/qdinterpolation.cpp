@@ -176,13 +176,17 @@ SampleRun SampleSpline(const Segment& segment, const SegmentShape& shape, const 
 }
 
 // A time without a root would report: the run stops before it, and that
-// sample goes alone, report and all. The times of a block are solved
-// together, then their values taken with the controls worked out once.
-// Sample numbers convert to double as 32-bit ones, several at a time; the
-// sum with the block's first stays the same whole number.
+// sample goes alone, report and all; a run that starts with one costs a
+// single solve. The times of a block are solved together, then their values
+// taken with the controls worked out once. Sample numbers convert to double
+// as 32-bit ones, several at a time; the sum with the block's first stays
+// the same whole number.
 QD_WIDEST_VECTORS SampleRun SampleBezier(const Segment& segment, const SegmentShape& shape,
                                          const SampleSpan& span) {
   if (!shape.timeCurve) return OneByOne(span);
+  double firstU = 0.0;
+  const double firstTime = static_cast<double>(span.TimeOf(span.from));
+  if (!TrySolveBezierInverse(*shape.timeCurve, firstTime, firstU)) return {0, false};
   const BezierHandles& h = shape.handles;
   const double p0 = segment.y0, p1 = segment.y0 + h.outValue, p2 = segment.y1 + h.inValue,
                p3 = segment.y1;

@@ -78,9 +78,11 @@ QD_WIDEST_VECTORS std::size_t SolveCubicBlock(const BezierInverse& f, const doub
     for (std::size_t i = 0; i < n; ++i) cubed[i] = CubeRootArgument(f, R[i]);
   }
   for (std::size_t i = 0; i < n; ++i) {
-    called[i] = 0.0;
-    if (next[i] == kCubeRoot) called[i] = Libm::CubeRoot(cubed[i]);
-    if (next[i] == kAngle) called[i] = Libm::Acos(cosine[i]);
+    if (next[i] == kCubeRoot) {
+      called[i] = Libm::CubeRoot(cubed[i]);
+    } else {
+      called[i] = next[i] == kAngle ? Libm::Acos(cosine[i]) : 0.0;
+    }
   }
   const bool cardano = needs & kNeedsCubeRoot;
   for (std::size_t i = 0; i < n; ++i) {

@@ -124,6 +124,26 @@ class LimitClamp {
   double lower_, upper_;
 };
 
+// The samplers that call the maths library for every sample take their
+// samples a block at a time: each step over the whole block, so that the
+// arithmetic runs several samples at once and the calls follow each other
+// without waiting on one another.
+constexpr int kSampleBlock = 128;
+
+// The times of samples [from, from + n). Sample numbers convert to double as
+// 32-bit ones, several at a time; the sum with the block's first stays the
+// same whole number.
+inline void BlockTimes(const SampleSpan& span, unsigned long from, int n, double* times) {
+  const double first = static_cast<double>(from);
+  for (int i = 0; i < n; ++i) {
+    times[i] = static_cast<double>(span.start + (first + static_cast<double>(i)) * span.step);
+  }
+}
+
+inline int BlockLength(const SampleSpan& span, unsigned long from) {
+  return static_cast<int>(std::min(span.end - from, static_cast<unsigned long>(kSampleBlock)));
+}
+
 template <typename Blend>
 SampleRun FillEach(const Segment& segment, const SampleSpan& span, Blend blend) {
   Segment s = segment;
@@ -153,8 +173,35 @@ SampleRun SampleLinear(const Segment& segment, const SegmentShape&, const Sample
   return {span.end - span.from, true};
 }
 
-SampleRun SampleLinLog(const Segment& segment, const SegmentShape& shape, const SampleSpan& span) {
-  return FillEach(segment, span, [&](const Segment& s) { return LinLog(s, shape, span.def); });
+// LinLogValue for each sample, with what the segment shares (its length, the
+// rises of its values and logarithms) worked out once.
+QD_WIDEST_VECTORS SampleRun SampleLinLog(const Segment& segment, const SegmentShape& shape,
+                                         const SampleSpan& span) {
+  const LimitClamp clamp(*span.limits);
+  if (segment.y0 == -1.0 || segment.y1 == -1.0) {
+    std::fill(span.values + span.from, span.values + span.end, clamp(span.def));
+    return {span.end - span.from, true};
+  }
+  const double t0 = static_cast<double>(segment.t0);
+  const double length = static_cast<double>(segment.t1 - segment.t0);
+  const double rise = segment.y1 - segment.y0, logRise = shape.log1 - shape.log0;
+  double fraction[kSampleBlock], power[kSampleBlock];
+  for (unsigned long from = span.from; from < span.end; from += kSampleBlock) {
+    const int n = BlockLength(span, from);
+    BlockTimes(span, from, n, fraction);
+    for (int i = 0; i < n; ++i) {
+      fraction[i] = (fraction[i] - t0) / length;
+      power[i] = logRise * fraction[i] + shape.log0;
+    }
+    for (int i = 0; i < n; ++i) power[i] = std::exp(power[i]);
+    double* out = span.values + from;
+    for (int i = 0; i < n; ++i) {
+      const double logPart = power[i] - 1.0;
+      const double linPart = rise * fraction[i] + segment.y0;
+      out[i] = clamp((linPart + logPart) * 0.5);
+    }
+  }
+  return {span.end - span.from, true};
 }
 
 // A piece between two points serves all the samples that fall in it. Eased
@@ -177,10 +224,7 @@ SampleRun SampleSpline(const Segment& segment, const SegmentShape& shape, const 
 
 // A time without a root would report: the run stops before it, and that
 // sample goes alone, report and all; a run that starts with one costs a
-// single solve. The times of a block are solved together, then their values
-// taken with the controls worked out once. Sample numbers convert to double
-// as 32-bit ones, several at a time; the sum with the block's first stays
-// the same whole number.
+// single solve. The value's controls are worked out once.
 QD_WIDEST_VECTORS SampleRun SampleBezier(const Segment& segment, const SegmentShape& shape,
                                          const SampleSpan& span) {
   if (!shape.timeCurve) return OneByOne(span);
@@ -191,14 +235,10 @@ QD_WIDEST_VECTORS SampleRun SampleBezier(const Segment& segment, const SegmentSh
   const double p0 = segment.y0, p1 = segment.y0 + h.outValue, p2 = segment.y1 + h.inValue,
                p3 = segment.y1;
   const LimitClamp clamp(*span.limits);
-  constexpr int kBlock = 128;
-  double times[kBlock], u[kBlock];
-  for (unsigned long from = span.from; from < span.end; from += kBlock) {
-    const int n = static_cast<int>(std::min(span.end - from, static_cast<unsigned long>(kBlock)));
-    const double first = static_cast<double>(from);
-    for (int i = 0; i < n; ++i) {
-      times[i] = static_cast<double>(span.start + (first + static_cast<double>(i)) * span.step);
-    }
+  double times[kSampleBlock], u[kSampleBlock];
+  for (unsigned long from = span.from; from < span.end; from += kSampleBlock) {
+    const int n = BlockLength(span, from);
+    BlockTimes(span, from, n, times);
     const std::size_t solved = TrySolveBezierInverses(*shape.timeCurve, times, u, n);
     double* out = span.values + from;
     for (std::size_t i = 0; i < solved; ++i) {

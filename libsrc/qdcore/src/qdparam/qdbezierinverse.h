@@ -87,13 +87,14 @@ inline double CubicR(const BezierInverse& f, double d) {
   return (f.rLead + 27 * e3) / 54;
 }
 
-// Q^3 <= R^2, R^2 being pow(R, 2.0), which is exact: one real root.
-inline bool HasOneRealRoot(const BezierInverse& f, double R) { return f.q3 <= R * R; }
+// Q^3 <= R^2: one real root. R^2 is pow(R, 2.0), which an optimising build
+// makes R * R.
+inline bool HasOneRealRoot(const BezierInverse& f, double R) { return f.q3 <= std::pow(R, 2.0); }
 
 // The one real root (Cardano's form), returned as it is, given the cube root
 // of CubeRootArgument.
 inline double CubeRootArgument(const BezierInverse& f, double R) {
-  return std::sqrt(R * R - f.q3) + std::fabs(R);
+  return std::sqrt(std::pow(R, 2.0) - f.q3) + std::fabs(R);
 }
 inline double CardanoRoot(const BezierInverse& f, double R, double cubeRoot) {
   const double A = -Sign(R) * cubeRoot;

@@ -6,7 +6,10 @@
 // build turns contraction off).
 #pragma once
 
-#if defined(__x86_64__) && defined(__linux__) && defined(__GNUC__)
+#include <cstddef>  // defines __GLIBC__ where the C library is glibc
+
+// The choice as the library loads needs glibc's indirect functions.
+#if defined(__x86_64__) && defined(__GLIBC__) && defined(__GNUC__)
 #define QD_WIDEST_VECTORS __attribute__((target_clones("avx2", "default")))
 #else
 #define QD_WIDEST_VECTORS

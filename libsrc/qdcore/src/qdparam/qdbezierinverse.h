@@ -108,13 +108,14 @@ inline double CardanoRoot(const BezierInverse& f, double R, double cubeRoot) {
 // Three real roots: the angle theta is the arc cosine of AngleCosine.
 inline double AngleCosine(const BezierInverse& f, double R) { return R / f.rootQ3; }
 
-// The first of the three-root form's roots, from root `first` on, that
-// falls in range, clamped into [0, 1]; false when none does. Each costs a
-// cosine, so it is taken only for a root that the curve lets fall in range,
-// and only when the ones before it did not.
+// The first of the three-root form's roots that falls in range, clamped
+// into [0, 1]; false when none does. Each costs a cosine, so it is taken
+// only for a root that the curve lets fall in range, and only when the ones
+// before it did not. The first root's shift of 0 leaves theta as it is
+// (acos never gives -0).
 template <typename Math>
-bool TrigonometricRoot(const BezierInverse& f, double theta, int first, double& u) {
-  for (int i = first; i < f.rootCount; ++i) {
+bool TrigonometricRoot(const BezierInverse& f, double theta, double& u) {
+  for (int i = 0; i < f.rootCount; ++i) {
     const double x = f.k * Math::Cos((theta + f.rootShifts[i]) / 3) - f.e1Third;
     if (-kZero <= x && x <= kUpperU) {
       u = x < 0.0 ? 0.0 : (x > 1.0 ? 1.0 : x);
@@ -131,7 +132,7 @@ bool SolveCubic(const BezierInverse& f, double d, double& u) {
     u = CardanoRoot(f, R, Math::CubeRoot(CubeRootArgument(f, R)));
     return true;
   }
-  return TrigonometricRoot<Math>(f, Math::Acos(AngleCosine(f, R)), 0, u);
+  return TrigonometricRoot<Math>(f, Math::Acos(AngleCosine(f, R)), u);
 }
 
 // b u^2 + c u + d = 0, falling back to the linear root when b vanishes. The

@@ -90,7 +90,7 @@ QD_WIDEST_VECTORS std::size_t SolveCubicBlock(const BezierInverse& f, const doub
   }
   if (needs & kNeedsAngle) {
     for (std::size_t i = 0; i < n; ++i) {
-      if (next[i] == kAngle && !TrigonometricRoot<Libm>(f, called[i], 0, u[i])) return i;
+      if (next[i] == kAngle && !TrigonometricRoot<Libm>(f, called[i], u[i])) return i;
     }
   }
   return n;

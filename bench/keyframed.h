@@ -25,9 +25,11 @@ inline std::vector<Key> EvenKeys(unsigned int count) {
   return keys;
 }
 
-// Bezier keys carry handles and Spline keys an anchor in the middle of their
+// Bezier keys carry handles (`handleTime`, a fraction of the segment, before
+// and after each key) and Spline keys an anchor in the middle of their
 // segment, as edited effects do.
-inline qdcore::CParam KeyframedParam(const std::vector<Key>& keys, unsigned int kind) {
+inline qdcore::CParam KeyframedParam(const std::vector<Key>& keys, unsigned int kind,
+                                     double handleTime = 0.3) {
   using namespace qdcore;
   CParam param(PARAM_DOUBLE, u"gain", 1);
   param.SetKeyFrameStatus(true);
@@ -39,7 +41,7 @@ inline qdcore::CParam KeyframedParam(const std::vector<Key>& keys, unsigned int 
     kf.SetPosition(key.position);
     kf.SetValueDouble(key.value);
     kf.SetInterpolation(kind);
-    const Anchor handles[] = {{0.3 * segment, 5.0}, {-0.3 * segment, -5.0}};
+    const Anchor handles[] = {{handleTime * segment, 5.0}, {-handleTime * segment, -5.0}};
     const Anchor middle{key.position + 0.5 * segment, key.value};
     if (kind == INTERPOLATION_BEZIER) kf.SetAnchors(handles, 2);
     if (kind == INTERPOLATION_SPLINE) kf.SetAnchors(&middle, 1);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <random>
+#include <vector>
 
 #include "qdbezierinverse.h"
 #include "qdparam/qdcalc.h"
@@ -146,6 +147,58 @@ TEST(Bezier, OnePreparedCurveSolvesEveryValueAsTheFormula) {
   }
   EXPECT_GT(solved, 0);
   EXPECT_GT(unsolved, 0);
+}
+
+// Many values are solved at once, step by step over all of them: each u
+// must be the single solve's to the bit, and the count must stop at the
+// first value without a root, wherever it falls among the blocks.
+TEST(Bezier, ManyValuesAtOnceAreTheSingleSolvesToTheBit) {
+  std::mt19937 random(10);
+  std::uniform_real_distribution<double> unit(-0.5, 1.5), inside(0.0, 1.0);
+  const struct {
+    const char* family;
+    double (*p1)(double p0, double p3, double r), (*p2)(double p0, double p3, double r);
+  } families[] = {
+      // Arbitrary controls: every branch, values without a root among them.
+      {"arbitrary", [](double p0, double, double r) { return p0 + 20 * (r - 0.5); },
+       [](double, double p3, double r) { return p3 + 20 * (r - 0.5); }},
+      // Keyframe timing: handles inside, three real roots or one.
+      {"timing", [](double p0, double p3, double r) { return p0 + (p3 - p0) * r; },
+       [](double p0, double p3, double r) { return p3 - (p3 - p0) * (1 - r); }},
+      {"strong ease", [](double p0, double p3, double) { return p0 + 0.42 * (p3 - p0); },
+       [](double p0, double p3, double) { return p3 - 0.42 * (p3 - p0); }},
+      // a = 0: the quadratic, and with b = 0 the straight line.
+      {"quadratic", [](double p0, double p3, double r) { return p0 + (p3 - p0) * r; },
+       [](double p0, double p3, double r) { return p0 + (p3 - p0) * r + (p3 - p0) / 3; }},
+      {"straight", [](double p0, double p3, double) { return p0 + (p3 - p0) / 3; },
+       [](double p0, double p3, double) { return p0 + 2 * (p3 - p0) / 3; }},
+  };
+  int stoppedBeyondABlock = 0;
+  for (const auto& family : families) {
+    for (int curve = 0; curve < 60; ++curve) {
+      const double p0 = 10 * unit(random), p3 = p0 + 1 + 9 * inside(random);
+      const double p1 = family.p1(p0, p3, inside(random)), p2 = family.p2(p0, p3, inside(random));
+      const BezierInverse prepared = PrepareBezierInverse(p0, p1, p2, p3);
+      // Across several blocks: the ends exactly, NaN now and then, and values
+      // a little outside the curve's span.
+      std::vector<double> x(1 + random() % 600);
+      for (double& v : x) {
+        const unsigned int pick = random() % 50;
+        v = pick == 0 ? p0 : pick == 1 ? p3 : pick == 2 ? NAN : p0 + (p3 - p0) * unit(random);
+      }
+      std::vector<double> u(x.size(), -7.0);
+      const std::size_t solved = TrySolveBezierInverses(prepared, x.data(), u.data(), x.size());
+      std::size_t expected = 0;
+      for (double one = 0.0; expected < x.size(); ++expected) {
+        if (!TrySolveBezierInverse(prepared, x[expected], one)) break;
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(u[expected]), std::bit_cast<std::uint64_t>(one))
+            << family.family << " " << curve << "/" << expected;
+      }
+      ASSERT_EQ(solved, expected) << family.family << " " << curve;
+      stoppedBeyondABlock += solved > 128 && solved < x.size();
+    }
+  }
+  EXPECT_GT(stoppedBeyondABlock, 0);
 }
 
 TEST(Ease, TranslationsKeepTheEndsAndBendTheMiddle) {

@@ -163,6 +163,56 @@ TEST(EvalCache, ValueArraysEqualTheirSamplesOneByOne) {
   }
 }
 
+// LinLog and Bezier segments are filled a block of samples at a time: each
+// sample must be the single getter's to the bit, with the same reports,
+// whatever the values (LinLog's -1 and below) and whatever the handles bend
+// time into: three real roots, one, none (quadratic, straight), time turned
+// back, and no number at all (no root: a report per sample).
+TEST(EvalCache, CurvedArraysAreTheSingleValuesBitForBit) {
+  std::mt19937 random(15);
+  std::uniform_real_distribution<double> value(-5.0, 105.0), lift(-40.0, 40.0), jitter(-0.3, 0.3);
+  const double handleTimes[] = {0.3, 0.42, 1.0 / 3.0, 0.0, -0.2, 0.9, 2.5, NAN};  // of a segment
+  const struct {
+    double start, step;
+  } arrays[] = {{-0.5, 0.0123}, {10.5, -0.0171}, {0.0, kDuration / 1000}};
+  for (int round = 0; round < 120; ++round) {
+    const unsigned int kind = round % 3 ? INTERPOLATION_BEZIER : INTERPOLATION_LINLOG;
+    CParam param(PARAM_DOUBLE, u"gain", 1);
+    param.SetKeyFrameStatus(true);
+    if (round % 2) param.SetMinValueDouble(0.0), param.SetMaxValueDouble(100.0);
+    const unsigned int count = 2 + random() % 5;
+    const double segment = 1.0 / (count - 1);
+    for (unsigned int i = 0; i < count; ++i) {
+      CKeyFrame kf(param);
+      kf.SetPosition((i + (i == 0 || i + 1 == count ? 0.0 : jitter(random))) * segment);
+      const unsigned int pick = random() % 12;
+      kf.SetValueDouble(pick == 0 ? -1.0 : (pick == 1 ? -3.0 : value(random)));
+      kf.SetInterpolation(kind);
+      const double out = handleTimes[random() % std::size(handleTimes)];
+      const double in = handleTimes[random() % std::size(handleTimes)];
+      const Anchor handles[] = {{out * segment, lift(random)}, {-in * segment, lift(random)}};
+      kf.SetAnchors(handles, 2);
+      param.Add(kf, kDuration, false);
+    }
+    for (const auto& a : arrays) {
+      constexpr unsigned long kSamples = 1000;
+      std::vector<double> values(kSamples), expected(kSamples);
+      qdtest::AssertCapture capture;
+      for (unsigned long i = 0; i < kSamples; ++i) {
+        expected[i] =
+            param.GetValueDouble(a.start + static_cast<double>(i) * a.step, kDuration, 0.0);
+      }
+      const qdtest::Reports oneByOne = capture.reports();
+      capture.clear();
+      ASSERT_TRUE(param.GetValueArrayDouble(kDuration, a.start, a.step, values.data(), kSamples));
+      ASSERT_EQ(capture.reports(), oneByOne) << "round " << round;
+      for (unsigned long i = 0; i < kSamples; ++i) {
+        ASSERT_EQ(Bits(values[i]), Bits(expected[i])) << "round " << round << " sample " << i;
+      }
+    }
+  }
+}
+
 TEST(EvalCache, ArraysWriteOneTraceLinePerSampleWhenTheTraceIsOn) {
   std::mt19937 random(13);
   CParam param = RandomParam(random);

@@ -1,81 +1,24 @@
 // The cubic Bezier, its analytic inverse and the eased time translations.
 #include "qdparam/qdcalc.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "qdbezierinverse.h"
 #include "qdcore/core.h"
+#include "qdwidevectors.h"
 
 namespace qdcore {
 
 namespace {
 
-// Coefficients below this size count as zero: the curve then degenerates to
-// a lower degree and the higher-degree formulas would divide by noise.
-constexpr double kZero = 1e-10;
-// Roots may overshoot [0, 1] by rounding; accept them within this margin.
-constexpr double kUpperU = 1.0000000001;
-// A slightly negative discriminant is rounding noise of a double root.
-constexpr double kDiscriminantNoise = 0.0001;
-constexpr double kTwoPi = 6.283185307179586;
-constexpr double kOneThird = 0.3333333333333333;
-
-double Sign(double v) noexcept { return v > 0.0 ? 1.0 : (v < 0.0 ? -1.0 : 0.0); }
-
-bool InOpenRange(double u) noexcept { return -kZero < u && u < kUpperU; }
+using namespace bezierinverse;
 
 double ReportNoRoot() {
   ReportFailure("FindUForBezierValue - illegal internal state", kIllegalCodePointReached,
                 __FILE_NAME__, __LINE__,
                 "double __cdecl FindUForBezierValue(double,double,double,double,double)");
   return 0.0;
-}
-
-// The cubic case: the trigonometric and Cardano forms of the normalised
-// cubic, with only e3 (that is, d) new for each value.
-bool SolveCubic(const BezierInverse& f, double d, double& u) {
-  const double e3 = d / f.a;
-  const double R = (f.rLead + 27 * e3) / 54;
-  const double R2 = std::pow(R, 2.0);
-  if (f.q3 <= R2) {  // one real root, returned as it is
-    const double A = -Sign(R) * std::pow(std::sqrt(R2 - f.q3) + std::fabs(R), kOneThird);
-    const double Bq = A != 0.0 ? f.q / A : 0.0;
-    u = Bq + A - f.e1Third;
-    return true;
-  }
-  // Three real roots, tried in this order; each costs a cosine, so it is
-  // taken only for a root that the curve lets fall in range, and only when
-  // the ones before it did not.
-  const double theta = std::acos(R / f.rootQ3);
-  const double angles[] = {theta / 3, (theta + kTwoPi) / 3, (theta - kTwoPi) / 3};
-  for (int i = 0; i < 3; ++i) {
-    if (!f.rootMayFit[i]) continue;
-    const double x = f.k * std::cos(angles[i]) - f.e1Third;
-    if (-kZero <= x && x <= kUpperU) {
-      u = x < 0.0 ? 0.0 : (x > 1.0 ? 1.0 : x);
-      return true;
-    }
-  }
-  return false;
-}
-
-// b u^2 + c u + d = 0, falling back to the linear root when b vanishes. The
-// roots are formed without cancellation (q, then q/b and d/q).
-bool SolveQuadratic(const BezierInverse& f, double d, double& u) {
-  if (-kZero < f.b && f.b < kZero) {
-    u = -(d / f.c);
-    return true;
-  }
-  double disc = f.cSquared - f.fourB * d;
-  if (disc < 0.0) {
-    if (std::fabs(disc) >= kDiscriminantNoise) return false;
-    disc = 0.0;
-  }
-  const double q = -0.5 * (f.c + Sign(f.c) * std::sqrt(disc));
-  const double r1 = q / f.b, r2 = d / q;
-  if (InOpenRange(r1)) return u = r1, true;
-  if (InOpenRange(r2)) return u = r2, true;
-  return false;
 }
 
 // Whatever the angle (acos gives 0 to pi), the cosine in each of the three
@@ -90,11 +33,80 @@ bool RootMayFit(double k, double e1Third, double lowCosine, double highCosine) {
   return !(high < -kZero - margin) && !(low > kUpperU + margin);  // NaN may fit
 }
 
+// Values solved a block at a time, so that the scratch stays in the
+// nearest cache.
+constexpr std::size_t kBlock = 128;
+
+// What a value of a cubic needs once its R is known, as a double, so that
+// the step that finds it runs several values at once. As whole numbers the
+// codes are bits, which a block ors together to learn what its values need.
+constexpr double kSolved = 0.0, kCubeRoot = 1.0, kAngle = 2.0;
+constexpr int kNeedsCubeRoot = 1, kNeedsAngle = 2;
+
+// Each step below is written as choices between values, so that a loop of
+// it runs several values at once.
+double NextFor(const BezierInverse& f, double x, double R) {
+  const double root = HasOneRealRoot(f, R) ? kCubeRoot : kAngle;
+  const double unlessStart = f.p0 == x ? kSolved : root;
+  return f.p3 == x ? kSolved : unlessStart;
+}
+
+// The ends answer without solving, as TrySolveBezierInverseWith does.
+double EndsOr(const BezierInverse& f, double x, double solved) {
+  return f.p0 == x ? 0.0 : (f.p3 == x ? 1.0 : solved);
+}
+
+// The cubic case for one block, step by step over all its values: the
+// steps without library calls run several values at once, and the calls of
+// the library, on arguments worked out before, follow each other without
+// waiting on one another. A value that takes the three-root form is given
+// its u last, in order, so that the first without a root ends the block.
+QD_WIDEST_VECTORS std::size_t SolveCubicBlock(const BezierInverse& f, const double* x, double* u,
+                                              std::size_t n) {
+  double R[kBlock], cosine[kBlock], cubed[kBlock], called[kBlock];
+  double next[kBlock];
+  int needs = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    R[i] = CubicR(f, f.p0 - x[i]);
+    next[i] = NextFor(f, x[i], R[i]);
+    needs |= static_cast<int>(next[i]);
+  }
+  if (needs & kNeedsAngle) {
+    for (std::size_t i = 0; i < n; ++i) cosine[i] = AngleCosine(f, R[i]);
+  }
+  if (needs & kNeedsCubeRoot) {
+    for (std::size_t i = 0; i < n; ++i) cubed[i] = CubeRootArgument(f, R[i]);
+  }
+  for (std::size_t i = 0; i < n; ++i) {
+    if (next[i] == kCubeRoot) {
+      called[i] = Libm::CubeRoot(cubed[i]);
+    } else {
+      called[i] = next[i] == kAngle ? Libm::Acos(cosine[i]) : 0.0;
+    }
+  }
+  const bool cardano = needs & kNeedsCubeRoot;
+  for (std::size_t i = 0; i < n; ++i) {
+    u[i] = EndsOr(f, x[i], cardano ? CardanoRoot(f, R[i], called[i]) : 0.0);
+  }
+  if (needs & kNeedsAngle) {
+    for (std::size_t i = 0; i < n; ++i) {
+      if (next[i] == kAngle && !TrigonometricRoot<Libm>(f, called[i], u[i])) return i;
+    }
+  }
+  return n;
+}
+
+std::size_t SolveQuadraticBlock(const BezierInverse& f, const double* x, double* u, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    if (!TrySolveBezierInverseWith(f, x[i], u[i])) return i;
+  }
+  return n;
+}
+
 }  // namespace
 
 double BezierValue(double u, double p0, double p1, double p2, double p3) noexcept {
-  return 3 * u * u * (1 - u) * p2 +
-         ((1 - u) * (1 - u) * (1 - u) * p0 + 3 * u * (1 - u) * (1 - u) * p1) + u * u * u * p3;
+  return BezierValueInline(u, p0, p1, p2, p3);
 }
 
 // Each expression keeps the grouping it has written out in full, so that
@@ -120,17 +132,31 @@ BezierInverse PrepareBezierInverse(double p0, double p1, double p2, double p3) {
   f.e1Third = f.e1 / 3;
   f.rootQ3 = std::sqrt(f.q3);  // NaN for Q < 0, where the three-root form is never used
   f.k = -2 * std::sqrt(f.q);
-  f.rootMayFit[0] = RootMayFit(f.k, f.e1Third, 0.5, 1.0);
-  f.rootMayFit[1] = RootMayFit(f.k, f.e1Third, -1.0, -0.5);
-  f.rootMayFit[2] = RootMayFit(f.k, f.e1Third, -0.5, 0.5);
+  // Each root's angle shift with the band its cosine keeps to.
+  const struct {
+    double shift, lowCosine, highCosine;
+  } roots[] = {{0.0, 0.5, 1.0}, {kTwoPi, -1.0, -0.5}, {-kTwoPi, -0.5, 0.5}};
+  for (const auto& root : roots) {
+    if (RootMayFit(f.k, f.e1Third, root.lowCosine, root.highCosine)) {
+      f.rootShifts[f.rootCount++] = root.shift;
+    }
+  }
   return f;
 }
 
 bool TrySolveBezierInverse(const BezierInverse& curve, double x, double& u) {
-  if (curve.p0 == x) return u = 0.0, true;
-  if (curve.p3 == x) return u = 1.0, true;
-  const double d = curve.p0 - x;
-  return curve.cubic ? SolveCubic(curve, d, u) : SolveQuadratic(curve, d, u);
+  return TrySolveBezierInverseWith(curve, x, u);
+}
+
+std::size_t TrySolveBezierInverses(const BezierInverse& curve, const double* x, double* u,
+                                   std::size_t count) {
+  const auto solveBlock = curve.cubic ? &SolveCubicBlock : &SolveQuadraticBlock;
+  for (std::size_t from = 0; from < count; from += kBlock) {
+    const std::size_t n = std::min(count - from, kBlock);
+    const std::size_t solved = solveBlock(curve, x + from, u + from, n);
+    if (solved < n) return from + solved;
+  }
+  return count;
 }
 
 double SolveBezierInverse(const BezierInverse& curve, double x) {

@@ -12,6 +12,7 @@
 #include <limits>
 
 #include "qdassert.h"
+#include "qdwidevectors.h"
 
 namespace qdcore {
 
@@ -105,6 +106,44 @@ double Spline(const Segment& s, const SegmentShape& shape, double) {
 
 SampleRun OneByOne(const SampleSpan& span) { return {span.end - span.from, false}; }
 
+// ClampToOrderedLimits without a branch: a limit that is absent is an
+// infinite one, which no value passes (NaN included), so the comparisons
+// stay as they are.
+class LimitClamp {
+ public:
+  explicit LimitClamp(const DoubleLimits& limits)
+      : lower_(limits.hasMin ? limits.min : -kInfinity),
+        upper_(limits.hasMax ? limits.max : kInfinity) {}
+  double operator()(double value) const {
+    value = lower_ > value ? lower_ : value;
+    return upper_ < value ? upper_ : value;
+  }
+
+ private:
+  static constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  double lower_, upper_;
+};
+
+// The samplers that call the maths library for every sample take their
+// samples a block at a time: each step over the whole block, so that the
+// arithmetic runs several samples at once and the calls follow each other
+// without waiting on one another.
+constexpr int kSampleBlock = 128;
+
+// The times of samples [from, from + n). Sample numbers convert to double as
+// 32-bit ones, several at a time; the sum with the block's first stays the
+// same whole number.
+inline void BlockTimes(const SampleSpan& span, unsigned long from, int n, double* times) {
+  const double first = static_cast<double>(from);
+  for (int i = 0; i < n; ++i) {
+    times[i] = static_cast<double>(span.start + (first + static_cast<double>(i)) * span.step);
+  }
+}
+
+inline int BlockLength(const SampleSpan& span, unsigned long from) {
+  return static_cast<int>(std::min(span.end - from, static_cast<unsigned long>(kSampleBlock)));
+}
+
 template <typename Blend>
 SampleRun FillEach(const Segment& segment, const SampleSpan& span, Blend blend) {
   Segment s = segment;
@@ -116,15 +155,10 @@ SampleRun FillEach(const Segment& segment, const SampleSpan& span, Blend blend) 
 }
 
 // Free of reports and branches, so the compiler does several samples at
-// once. A limit that is absent is an infinite one, which no value passes
-// (NaN included), so the comparisons stay as they are. Sample numbers are
-// counted in 32-bit pieces, which convert to double several at a time;
-// every sum stays an exact whole number.
+// once. Sample numbers are counted in 32-bit pieces, which convert to
+// double several at a time; every sum stays an exact whole number.
 SampleRun SampleLinear(const Segment& segment, const SegmentShape&, const SampleSpan& span) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  const DoubleLimits& limits = *span.limits;
-  const double lower = limits.hasMin ? limits.min : -kInfinity;
-  const double upper = limits.hasMax ? limits.max : kInfinity;
+  const LimitClamp clamp(*span.limits);
   constexpr unsigned long kPiece = 1ul << 30;
   for (unsigned long piece = span.from; piece < span.end; piece += kPiece) {
     const auto count = static_cast<int>(std::min(span.end - piece, kPiece));
@@ -133,17 +167,41 @@ SampleRun SampleLinear(const Segment& segment, const SegmentShape&, const Sample
     for (int j = 0; j < count; ++j) {
       Segment s = segment;
       s.time = span.start + (base + static_cast<double>(j)) * span.step;
-      double value = LinearValue(s);
-      value = lower > value ? lower : value;
-      value = upper < value ? upper : value;
-      out[j] = value;
+      out[j] = clamp(LinearValue(s));
     }
   }
   return {span.end - span.from, true};
 }
 
-SampleRun SampleLinLog(const Segment& segment, const SegmentShape& shape, const SampleSpan& span) {
-  return FillEach(segment, span, [&](const Segment& s) { return LinLog(s, shape, span.def); });
+// LinLogValue for each sample, with what the segment shares (its length, the
+// rises of its values and logarithms) worked out once.
+QD_WIDEST_VECTORS SampleRun SampleLinLog(const Segment& segment, const SegmentShape& shape,
+                                         const SampleSpan& span) {
+  const LimitClamp clamp(*span.limits);
+  if (segment.y0 == -1.0 || segment.y1 == -1.0) {
+    std::fill(span.values + span.from, span.values + span.end, clamp(span.def));
+    return {span.end - span.from, true};
+  }
+  const double t0 = static_cast<double>(segment.t0);
+  const double length = static_cast<double>(segment.t1 - segment.t0);
+  const double rise = segment.y1 - segment.y0, logRise = shape.log1 - shape.log0;
+  double fraction[kSampleBlock], power[kSampleBlock];
+  for (unsigned long from = span.from; from < span.end; from += kSampleBlock) {
+    const int n = BlockLength(span, from);
+    BlockTimes(span, from, n, fraction);
+    for (int i = 0; i < n; ++i) {
+      fraction[i] = (fraction[i] - t0) / length;
+      power[i] = logRise * fraction[i] + shape.log0;
+    }
+    for (int i = 0; i < n; ++i) power[i] = std::exp(power[i]);
+    double* out = span.values + from;
+    for (int i = 0; i < n; ++i) {
+      const double logPart = power[i] - 1.0;
+      const double linPart = rise * fraction[i] + segment.y0;
+      out[i] = clamp((linPart + logPart) * 0.5);
+    }
+  }
+  return {span.end - span.from, true};
 }
 
 // A piece between two points serves all the samples that fall in it. Eased
@@ -165,17 +223,31 @@ SampleRun SampleSpline(const Segment& segment, const SegmentShape& shape, const 
 }
 
 // A time without a root would report: the run stops before it, and that
-// sample goes alone, report and all.
-SampleRun SampleBezier(const Segment& segment, const SegmentShape& shape, const SampleSpan& span) {
+// sample goes alone, report and all; a run that starts with one costs a
+// single solve. The value's controls are worked out once.
+QD_WIDEST_VECTORS SampleRun SampleBezier(const Segment& segment, const SegmentShape& shape,
+                                         const SampleSpan& span) {
   if (!shape.timeCurve) return OneByOne(span);
-  Segment s = segment;
-  for (unsigned long j = span.from; j < span.end; ++j) {
-    s.time = span.TimeOf(j);
-    double u = 0.0;
-    if (!TrySolveBezierInverse(*shape.timeCurve, static_cast<double>(s.time), u)) {
-      return {j - span.from, j > span.from};
+  double firstU = 0.0;
+  const double firstTime = static_cast<double>(span.TimeOf(span.from));
+  if (!TrySolveBezierInverse(*shape.timeCurve, firstTime, firstU)) return {0, false};
+  const BezierHandles& h = shape.handles;
+  const double p0 = segment.y0, p1 = segment.y0 + h.outValue, p2 = segment.y1 + h.inValue,
+               p3 = segment.y1;
+  const LimitClamp clamp(*span.limits);
+  double times[kSampleBlock], u[kSampleBlock];
+  for (unsigned long from = span.from; from < span.end; from += kSampleBlock) {
+    const int n = BlockLength(span, from);
+    BlockTimes(span, from, n, times);
+    const std::size_t solved = TrySolveBezierInverses(*shape.timeCurve, times, u, n);
+    double* out = span.values + from;
+    for (std::size_t i = 0; i < solved; ++i) {
+      out[i] = clamp(BezierValueInline(u[i], p0, p1, p2, p3));
     }
-    span.values[j] = ClampToOrderedLimits(*span.limits, BezierValueAt(s, shape.handles, u));
+    if (solved < static_cast<std::size_t>(n)) {
+      const unsigned long length = from + solved - span.from;
+      return {length, length > 0};
+    }
   }
   return {span.end - span.from, true};
 }

@@ -9,8 +9,10 @@
 #include <cstddef>  // defines __GLIBC__ where the C library is glibc
 
 // The choice as the library loads needs glibc's indirect functions, whose
-// resolvers run before the thread sanitizer's runtime is up: not there.
-#if defined(__x86_64__) && defined(__GLIBC__) && defined(__GNUC__) && !defined(__SANITIZE_THREAD__)
+// resolvers run before some sanitizers' runtimes are up: GCC builds make
+// it, except the thread-checked one (the fuzzers build with clang).
+#if defined(__x86_64__) && defined(__GLIBC__) && defined(__GNUC__) && !defined(__clang__) && \
+    !defined(__SANITIZE_THREAD__)
 #define QD_WIDEST_VECTORS __attribute__((target_clones("avx2", "default")))
 #else
 #define QD_WIDEST_VECTORS

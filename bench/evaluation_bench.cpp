@@ -81,9 +81,8 @@ BENCHMARK(BM_GetValueArrayDouble)->Arg(2)->Arg(8)->Arg(64)->Arg(1024);
 // its time curve), on the same count of arguments.
 constexpr unsigned long kArraySamples = 100000;
 
-void BM_ValueArrayByKind(benchmark::State& state) {
-  const auto kind = static_cast<unsigned int>(state.range(0));
-  const CParam param = KeyframedParam(EvenKeys(64), kind);
+// One array of kArraySamples across the clip per round.
+void TimeValueArrays(benchmark::State& state, const CParam& param) {
   std::vector<double> values(kArraySamples);
   for (auto _ : state) {
     param.GetValueArrayDouble(kDuration, 0.0, kDuration / kArraySamples, values.data(),
@@ -91,6 +90,12 @@ void BM_ValueArrayByKind(benchmark::State& state) {
     benchmark::DoNotOptimize(values.data());
   }
   state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * kArraySamples);
+}
+
+void BM_ValueArrayByKind(benchmark::State& state) {
+  const auto kind = static_cast<unsigned int>(state.range(0));
+  const CParam param = KeyframedParam(EvenKeys(64), kind);
+  TimeValueArrays(state, param);
   state.SetLabel(KindName(kind));
 }
 BENCHMARK(BM_ValueArrayByKind)->Arg(INTERPOLATION_LINLOG)->Arg(INTERPOLATION_BEZIER);
@@ -157,13 +162,7 @@ constexpr BezierCase kBezierCases[] = {
 void BM_BezierValueArray(benchmark::State& state) {
   const BezierCase& bezier = kBezierCases[state.range(0)];
   const CParam param = KeyframedParam(EvenKeys(64), INTERPOLATION_BEZIER, bezier.handleTime);
-  std::vector<double> values(kArraySamples);
-  for (auto _ : state) {
-    param.GetValueArrayDouble(kDuration, 0.0, kDuration / kArraySamples, values.data(),
-                              kArraySamples);
-    benchmark::DoNotOptimize(values.data());
-  }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * kArraySamples);
+  TimeValueArrays(state, param);
   state.SetLabel(bezier.name);
 }
 BENCHMARK(BM_BezierValueArray)->DenseRange(0, std::size(kBezierCases) - 1);

@@ -450,6 +450,36 @@ TEST(EvalCache, EditsReadInPlaceAgreeWithAFreshCache) {
   }
 }
 
+// A long session on a dense curve: keyframes go in and out hundreds of
+// times between writes to keyframes placed long before, so that where each
+// one is now must be traced through every move since.
+TEST(EvalCache, KeyframesWrittenAfterManyMovesAreFoundInTheirPlace) {
+  std::mt19937 random(5);
+  std::uniform_real_distribution<double> value(0.0, 100.0), fraction(0.0, 1.0);
+  CParam param(PARAM_DOUBLE, u"gain", 1);
+  param.SetKeyFrameStatus(true);
+  const auto key = [&](double position) {
+    CKeyFrame kf(param);
+    kf.SetPosition(position);
+    kf.SetValueDouble(value(random));
+    kf.SetInterpolation(INTERPOLATION_LINEAR);
+    return kf;
+  };
+  for (int i = 0; i < 300; ++i) param.Add(key(i / 299.0), kDuration, false);
+  for (int step = 0; step < 700; ++step) {
+    const auto count = param.GetSize();
+    if (step % 2 == 0) {
+      param.Insert(key(fraction(random)), static_cast<unsigned int>(random() % count), kDuration, false);
+    } else {
+      param.Remove(static_cast<unsigned int>(random() % count));
+    }
+    CKeyFrame* written = param.Get(static_cast<unsigned int>(random() % param.GetSize()));
+    written->SetValueDouble(value(random));
+    ExpectLive(param, written->GetTime(kDuration, param.GetMinDuration()), kDuration);
+    ExpectLive(param, fraction(random) * kDuration, kDuration);
+  }
+}
+
 // Pointers handed out before the cache was built reach what it read.
 TEST(EvalCache, ChildPointersTakenBeforehandStillCount) {
   const std::pair<const char*, std::function<void(CXMLObject&)>> writes[] = {

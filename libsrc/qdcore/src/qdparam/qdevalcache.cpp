@@ -90,8 +90,8 @@ bool CParam::EvalCache::Build(const CParam& param, EvalWatch& watch) {
   ReadParameter(param);
   const CKeyFrame* keys = Keys(param);
   const unsigned int count = m_keyCount;
-  m_positions.reserve(count);
-  m_keys.reserve(count);
+  m_positionByTag.reserve(count);
+  m_recordByTag.reserve(count);
   for (unsigned int i = 0; i < count; ++i) ReadKeyFrame(keys[i]);
   for (unsigned int i = 0; i < count; ++i) LinkLogarithm(i);
   return true;
@@ -99,9 +99,10 @@ bool CParam::EvalCache::Build(const CParam& param, EvalWatch& watch) {
 
 // A LinLog segment takes the logarithms of both its values.
 void CParam::EvalCache::LinkLogarithm(unsigned int i) {
-  const bool linLog = m_keys[i].interpolation == INTERPOLATION_LINLOG ||
-                      (i > 0 && m_keys[i - 1].interpolation == INTERPOLATION_LINLOG);
-  m_keys[i].logValue = linLog ? LogOnePlus(m_keys[i].value) : 0.0;
+  KeyRecord& record = RecordAt(i);
+  const bool linLog = record.interpolation == INTERPOLATION_LINLOG ||
+                      (i > 0 && RecordAt(i - 1).interpolation == INTERPOLATION_LINLOG);
+  record.logValue = linLog ? LogOnePlus(record.value) : 0.0;
 }
 
 // Watches every element that evaluation reads, each under the tag of the
@@ -115,7 +116,9 @@ bool CParam::EvalCache::Observe(const CParam& param) {
   m_keyCount = count;
   m_tagOf.resize(count);
   std::iota(m_tagOf.begin(), m_tagOf.end(), 0u);
-  m_indexOf = m_tagOf;
+  m_placeOf.resize(count);
+  for (unsigned int i = 0; i < count; ++i) m_placeOf[i] = {i, 0};
+  m_shifts.clear();
   if (!element.Observe(*m_watch, kElementTag)) return false;
   for (unsigned int i = 0; i < count; ++i) {
     if (!ObserveKeyFrame(keys[i], i)) return false;
@@ -170,13 +173,13 @@ void CParam::EvalCache::ReadParameter(const CParam& param) {
 void CParam::EvalCache::ReadKeyFrame(const CKeyFrame& kf) {
   const KeyPosition position = ReadKeyPosition(kf);
   if (!position.read) m_liveWalk = true;
-  m_positions.push_back(position);
+  m_positionByTag.push_back(position);
   Anchor anchors[kMaxSplineAnchors];
   KeyRecord record = ReadKeyRecord(kf, anchors);
   record.firstAnchor = static_cast<unsigned int>(m_anchors.size());
   m_anchors.insert(m_anchors.end(), anchors, anchors + record.anchorCount);
   m_liveAnchors += record.anchorCount;
-  m_keys.push_back(record);
+  m_recordByTag.push_back(record);
 }
 
 // ===========================================================================

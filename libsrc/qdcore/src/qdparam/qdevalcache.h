@@ -204,6 +204,11 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   bool ObserveKeyFrame(const CKeyFrame& kf, unsigned int index);
   void LinkLogarithm(unsigned int index);
   void RelineKeyFrame(Timeline& line, unsigned int index) const;
+  const KeyRecord& RecordAt(unsigned int index) const { return m_recordByTag[m_tagOf[index]]; }
+  KeyRecord& RecordAt(unsigned int index) { return m_recordByTag[m_tagOf[index]]; }
+  const KeyPosition& PositionAt(unsigned int index) const {
+    return m_positionByTag[m_tagOf[index]];
+  }
   // The parameter's keyframes, read as the list keeps them.
   static const CKeyFrame* Keys(const CParam& param) {
     return static_cast<const CKeyFrame*>(static_cast<const void*>(param.m_KeyFrameList));
@@ -227,8 +232,11 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
                       : EnforceDoubleLimits(doubleLimits, value);
   }
 
-  std::vector<KeyPosition> m_positions;
-  std::vector<KeyRecord> m_keys;
+  // What was read of each keyframe, by its tag (below): a keyframe going in
+  // takes a new tag at the end and one going out leaves its slot behind, so
+  // that neither moves the others' records. Evaluation goes through m_tagOf.
+  std::vector<KeyPosition> m_positionByTag;
+  std::vector<KeyRecord> m_recordByTag;
   std::vector<Anchor> m_anchors;  // the Spline keyframes' anchors, back to back
   bool m_liveWalk = false;        // a keyframe's time did not read: walk the list live
   bool m_patchable = true;        // false after a patch cut short: rebuild
@@ -247,8 +255,21 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
 
  private:
   static constexpr std::uint32_t kGone = ~0u;
-  std::vector<std::uint32_t> m_tagOf;    // by index: the keyframe's tag
-  std::vector<std::uint32_t> m_indexOf;  // by tag: where the keyframe is now, or kGone
+  std::vector<std::uint32_t> m_tagOf;  // by index: the keyframe's tag
+  // Where a tag's keyframe is: `index` as it was when the shift log had
+  // `since` entries; the shifts logged after it tell where it went. Renumbering
+  // every place at each shift would cost the keys held; the log keeps that
+  // to once per kShiftLogLength shifts.
+  struct TagPlace {
+    std::uint32_t index = kGone;
+    std::uint32_t since = 0;
+  };
+  static constexpr std::size_t kShiftLogLength = 256;
+  std::vector<TagPlace> m_placeOf;      // by tag
+  std::vector<std::uint32_t> m_shifts;  // shift notes since every place was renumbered
+  // The index of `tag`'s keyframe now, or kGone.
+  std::uint32_t IndexOf(std::uint32_t tag);
+  void LogShift(std::uint32_t note);
 
   // ---- what it was read from
   CXMLWatch* m_watch = nullptr;                  // the parameter's (it outlives the cache)

@@ -37,12 +37,13 @@ bool CParam::EvalCache::Patch(const CParam& param, EvalWatch& watch) {
   std::sort(dirty.begin(), dirty.end());
   dirty.erase(std::unique(dirty.begin(), dirty.end()), dirty.end());
   for (const std::uint32_t tag : dirty) {
-    if (tag >= m_indexOf.size()) return false;  // not a tag this cache gave
-    if (m_indexOf[tag] != kGone && !PatchKeyFrame(param, m_indexOf[tag])) return false;
+    if (tag >= m_placeOf.size()) return false;  // not a tag this cache gave
+    const std::uint32_t index = IndexOf(tag);
+    if (index != kGone && !PatchKeyFrame(param, index)) return false;
   }
   // What moved out of the list leaves room behind: start afresh once it is
   // as much as what is in use.
-  if (m_indexOf.size() > 2 * std::size_t{m_keyCount} + 64 ||
+  if (m_placeOf.size() > 2 * std::size_t{m_keyCount} + 64 ||
       m_anchors.size() > 2 * m_liveAnchors + 64) {
     return false;
   }
@@ -78,7 +79,7 @@ bool CParam::EvalCache::PatchKeyFrame(const CParam& param, unsigned int index) {
   if (!position.read) return false;
   Anchor anchors[kMaxSplineAnchors];
   KeyRecord record = ReadKeyRecord(kf, anchors);
-  KeyRecord& kept = m_keys[index];
+  KeyRecord& kept = RecordAt(index);
   record.firstAnchor = kept.firstAnchor;
   if (record.anchorCount != kept.anchorCount) {
     record.firstAnchor = static_cast<unsigned int>(m_anchors.size());
@@ -87,7 +88,7 @@ bool CParam::EvalCache::PatchKeyFrame(const CParam& param, unsigned int index) {
   }
   std::copy(anchors, anchors + record.anchorCount, m_anchors.begin() + record.firstAnchor);
   kept = record;
-  m_positions[index] = position;
+  m_positionByTag[m_tagOf[index]] = position;
   for (unsigned int i = index > 0 ? index - 1 : 0; i <= index + 1 && i < m_keyCount; ++i) {
     LinkLogarithm(i);
   }
@@ -109,8 +110,11 @@ bool CParam::EvalCache::Shift(std::uint32_t note, std::vector<std::uint32_t>& di
   } else {
     InsertKey(index);
   }
+  // Their places are known now, which spares looking them up in the log.
   const auto touch = [&](unsigned int i) {
-    if (i < m_keyCount) dirty.push_back(m_tagOf[i]);
+    if (i >= m_keyCount) return;
+    dirty.push_back(m_tagOf[i]);
+    m_placeOf[m_tagOf[i]] = {i, static_cast<std::uint32_t>(m_shifts.size())};
   };
   touch(0);
   if (index > 0) touch(index - 1);
@@ -120,33 +124,57 @@ bool CParam::EvalCache::Shift(std::uint32_t note, std::vector<std::uint32_t>& di
 }
 
 void CParam::EvalCache::InsertKey(unsigned int index) {
-  const auto tag = static_cast<std::uint32_t>(m_indexOf.size());
-  m_indexOf.push_back(index);
+  const auto tag = static_cast<std::uint32_t>(m_placeOf.size());
+  m_placeOf.emplace_back();
+  m_positionByTag.emplace_back();
+  m_recordByTag.emplace_back();
   m_tagOf.insert(m_tagOf.begin() + index, tag);
-  for (std::size_t i = index + 1; i < m_tagOf.size(); ++i) {
-    m_indexOf[m_tagOf[i]] = static_cast<std::uint32_t>(i);
-  }
-  m_positions.insert(m_positions.begin() + index, KeyPosition{});
-  m_keys.insert(m_keys.begin() + index, KeyRecord{});
   ++m_keyCount;
+  LogShift(ShiftNote(index, false));
+  m_placeOf[tag] = {index, static_cast<std::uint32_t>(m_shifts.size())};
   for (std::atomic<Timeline*>& slot : m_timelines) {
     if (Timeline* line = slot.load(std::memory_order_relaxed)) line->InsertKeyAt(index);
   }
 }
 
 void CParam::EvalCache::RemoveKey(unsigned int index) {
-  m_indexOf[m_tagOf[index]] = kGone;
+  const std::uint32_t tag = m_tagOf[index];
+  m_placeOf[tag].index = kGone;
+  m_liveAnchors -= m_recordByTag[tag].anchorCount;
   m_tagOf.erase(m_tagOf.begin() + index);
-  for (std::size_t i = index; i < m_tagOf.size(); ++i) {
-    m_indexOf[m_tagOf[i]] = static_cast<std::uint32_t>(i);
-  }
-  m_liveAnchors -= m_keys[index].anchorCount;
-  m_positions.erase(m_positions.begin() + index);
-  m_keys.erase(m_keys.begin() + index);
   --m_keyCount;
+  LogShift(ShiftNote(index, true));
   for (std::atomic<Timeline*>& slot : m_timelines) {
     if (Timeline* line = slot.load(std::memory_order_relaxed)) line->RemoveKeyAt(index);
   }
+}
+
+// A full log is folded into every live place at once.
+void CParam::EvalCache::LogShift(std::uint32_t note) {
+  if (m_shifts.size() < kShiftLogLength) {
+    m_shifts.push_back(note);
+    return;
+  }
+  for (unsigned int i = 0; i < m_tagOf.size(); ++i) m_placeOf[m_tagOf[i]] = {i, 0};
+  m_shifts.clear();
+}
+
+// The shifts logged since the place was taken, replayed; the place is kept
+// up to date for the next time.
+std::uint32_t CParam::EvalCache::IndexOf(std::uint32_t tag) {
+  TagPlace& place = m_placeOf[tag];
+  if (place.index == kGone) return kGone;
+  std::uint32_t index = place.index;
+  for (std::size_t j = place.since; j < m_shifts.size(); ++j) {
+    const std::uint32_t at = m_shifts[j] & (kRemovalNote - 1);
+    if (m_shifts[j] & kRemovalNote) {
+      index -= at < index ? 1 : 0;
+    } else {
+      index += at <= index ? 1 : 0;
+    }
+  }
+  place = {index, static_cast<std::uint32_t>(m_shifts.size())};
+  return index;
 }
 
 }  // namespace qdcore

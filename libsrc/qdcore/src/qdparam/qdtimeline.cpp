@@ -70,12 +70,12 @@ std::unique_ptr<Timeline> CParam::EvalCache::Resolve(mtime duration, mtime minDu
   auto line = std::make_unique<Timeline>();
   line->duration = Bits(duration);
   line->minDuration = Bits(minDuration);
-  line->times.reserve(m_positions.size());
+  line->times.reserve(m_keyCount);
   // Every time read (else the walk is live): each takes the walk's rule,
   // with the time a walk would carry into it.
-  for (unsigned int i = 0; i < m_positions.size(); ++i) {
+  for (unsigned int i = 0; i < m_keyCount; ++i) {
     const mtime carried = i == 0 ? mtime() : mtime(kNoNextTime);
-    line->times.push_back(KeyTimeOnClip(m_positions[i], duration, minDuration, carried));
+    line->times.push_back(KeyTimeOnClip(PositionAt(i), duration, minDuration, carried));
   }
   // NaN is never in order, so an ordered line has none.
   for (std::size_t i = 1; i < line->times.size(); ++i) {
@@ -128,7 +128,7 @@ void CParam::EvalCache::RelineKeyFrame(Timeline& line, unsigned int index) const
   const mtime minDuration = std::bit_cast<double>(line.minDuration);
   line.descents -= line.DescentsAround(index);
   const mtime carried = index == 0 ? mtime() : mtime(kNoNextTime);
-  line.times[index] = KeyTimeOnClip(m_positions[index], duration, minDuration, carried);
+  line.times[index] = KeyTimeOnClip(PositionAt(index), duration, minDuration, carried);
   line.descents += line.DescentsAround(index);
   for (unsigned int i = index > 0 ? index - 1 : 0; i <= index && i + 1 < line.times.size(); ++i) {
     PrepareBezierSegment(line, i, duration);
@@ -141,10 +141,11 @@ void CParam::EvalCache::PrepareBezierSegments(Timeline& line, mtime duration) co
 }
 
 void CParam::EvalCache::PrepareBezierSegment(Timeline& line, std::size_t i, mtime duration) const {
-  if (!IsPreparedBezier(m_keys[i])) return;
+  const KeyRecord& record = RecordAt(static_cast<unsigned int>(i));
+  if (!IsPreparedBezier(record)) return;
   if (line.bezier.empty()) line.bezier.resize(line.times.size() - 1);
   const Segment s{mtime(), duration, line.times[i], line.times[i + 1], 0.0, 0.0};
-  line.bezier[i] = BezierTimeCurve(s, HandlesOf(m_keys[i], m_anchors.data()));
+  line.bezier[i] = BezierTimeCurve(s, HandlesOf(record, m_anchors.data()));
 }
 
 // The first slot is looked at first: most parameters are only ever asked
@@ -185,7 +186,7 @@ CParam::EvalCache::Bracket CParam::EvalCache::WalkUnkept(mtime time, mtime durat
                                                          mtime minDuration) const {
   Bracket bracket;
   const auto timeOf = [&](unsigned int i, mtime& t) {
-    t = KeyTimeOnClip(m_positions[i], duration, minDuration, t);
+    t = KeyTimeOnClip(PositionAt(i), duration, minDuration, t);
     return true;
   };
   const KeyBracket walked = WalkInListOrder(time, m_keyCount, bracket.prevTime, bracket.nextTime,
@@ -210,8 +211,9 @@ CParam::EvalCache::Bracket CParam::EvalCache::Walk(mtime time, mtime duration, m
 
 CachedKey CParam::EvalCache::KeyAt(const CParam& param, unsigned int index,
                                    const Timeline* line) const {
-  const bool prepared = line && index < line->bezier.size() && IsPreparedBezier(m_keys[index]);
-  return {&m_keys[index], Keys(param) + index, m_anchors.data(),
+  const KeyRecord& record = RecordAt(index);
+  const bool prepared = line && index < line->bezier.size() && IsPreparedBezier(record);
+  return {&record, Keys(param) + index, m_anchors.data(),
           prepared ? &line->bezier[index] : nullptr};
 }
 
@@ -259,7 +261,7 @@ const CKeyFrame* CParam::EvalCache::Stepped(const CParam& param, mtime time, mti
   const unsigned int stop = Walk(time, duration, minDuration, cursor).index;
   if (m_keyCount == 0) return nullptr;
   const unsigned int i = stop > 0 ? stop - 1 : 0;  // the last one passed, else the first
-  record = &m_keys[i];
+  record = &RecordAt(i);
   return Keys(param) + i;
 }
 

@@ -1,6 +1,7 @@
 // CKeyFrame: one keyframe of a parameter, kept in its XML element "Keyframe".
 #include <cstddef>
 #include <iterator>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -146,9 +147,13 @@ CKeyFrame::CKeyFrame(const CKeyFrame& other)
 // Quietly, as a parameter goes: keyframes in a list are dropped through Free.
 CKeyFrame::~CKeyFrame() = default;
 
+// The definition's handle is private and never watched; the parameter's
+// own handle to the same element is. So it goes quietly, as in the
+// destructor: a note would make the parameter's cache read its element again.
 void CKeyFrame::Free() noexcept {
   CXMLObject::Free();
-  m_Definition.Free();
+  m_Definition.~CXMLObject();
+  new (&m_Definition) CXMLObject();
 }
 
 void CKeyFrame::Reset() {

@@ -57,7 +57,9 @@ KeyRecord ReadKeyRecord(const CKeyFrame& kf, Anchor (&anchors)[kMaxSplineAnchors
 struct __attribute__((visibility("hidden"))) CParam::EvalWatch {
   CXMLWatch* watch = nullptr;               // one reference
   std::atomic_flag refreshing;              // a refresh of the cache runs
-  std::vector<std::uint32_t> noted, dirty;  // the refresh's scratch
+  // The refresh's scratch: what the watch noted, the keyframes to read
+  // again, and those only to place again (their neighbours changed).
+  std::vector<std::uint32_t> noted, dirty, moved;
   ~EvalWatch() {
     if (watch) watch->Abandon();
   }
@@ -198,7 +200,8 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   bool Patch(const CParam& param, EvalWatch& watch);
   bool PatchElement(const CParam& param);
   bool PatchKeyFrame(const CParam& param, unsigned int index);
-  bool Shift(std::uint32_t note, std::vector<std::uint32_t>& dirty);
+  bool Shift(std::uint32_t note, EvalWatch& watch);
+  void Reline(unsigned int index);
   void InsertKey(unsigned int index);
   void RemoveKey(unsigned int index);
   bool ObserveKeyFrame(const CKeyFrame& kf, unsigned int index);

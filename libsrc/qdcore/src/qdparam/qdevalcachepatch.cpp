@@ -20,26 +20,37 @@ bool CParam::EvalCache::Patch(const CParam& param, EvalWatch& watch) {
   const std::uint64_t changes = m_watch->Changes();
   std::vector<std::uint32_t>& noted = watch.noted;
   std::vector<std::uint32_t>& dirty = watch.dirty;
+  std::vector<std::uint32_t>& moved = watch.moved;
   if (!m_watch->TakeNoted(noted)) return false;
   dirty.clear();
+  moved.clear();
   bool element = false;
   for (const std::uint32_t note : noted) {
     if (note == kElementTag) {
       element = true;
     } else if (note & kShiftNote) {
-      if (!Shift(note, dirty)) return false;
+      if (!Shift(note, watch)) return false;
     } else {
       dirty.push_back(note);
     }
   }
   if (KeyCount(param) != m_keyCount) return false;
   if (element && !PatchElement(param)) return false;
-  std::sort(dirty.begin(), dirty.end());
-  dirty.erase(std::unique(dirty.begin(), dirty.end()), dirty.end());
+  const auto sortUnique = [](std::vector<std::uint32_t>& tags) {
+    std::sort(tags.begin(), tags.end());
+    tags.erase(std::unique(tags.begin(), tags.end()), tags.end());
+  };
+  sortUnique(dirty);
+  sortUnique(moved);
   for (const std::uint32_t tag : dirty) {
     if (tag >= m_placeOf.size()) return false;  // not a tag this cache gave
     const std::uint32_t index = IndexOf(tag);
     if (index != kGone && !PatchKeyFrame(param, index)) return false;
+  }
+  for (const std::uint32_t tag : moved) {
+    if (std::binary_search(dirty.begin(), dirty.end(), tag)) continue;  // placed as it was read
+    const std::uint32_t index = IndexOf(tag);
+    if (index != kGone) Reline(index);
   }
   // What moved out of the list leaves room behind: start afresh once it is
   // as much as what is in use.
@@ -89,19 +100,27 @@ bool CParam::EvalCache::PatchKeyFrame(const CParam& param, unsigned int index) {
   std::copy(anchors, anchors + record.anchorCount, m_anchors.begin() + record.firstAnchor);
   kept = record;
   m_positionByTag[m_tagOf[index]] = position;
+  Reline(index);
+  return true;
+}
+
+// What keyframe `index` and its neighbours share: the logarithms a LinLog
+// segment takes, and its time and segments on each clip's line.
+void CParam::EvalCache::Reline(unsigned int index) {
   for (unsigned int i = index > 0 ? index - 1 : 0; i <= index + 1 && i < m_keyCount; ++i) {
     LinkLogarithm(i);
   }
   for (std::atomic<Timeline*>& slot : m_timelines) {
     if (Timeline* line = slot.load(std::memory_order_relaxed)) RelineKeyFrame(*line, index);
   }
-  return true;
 }
 
 // A keyframe in or out at an index: the records and lines make room or
-// close it, and the keyframes whose neighbours changed are to be read again
-// (the first keyframe too: its time is resolved by its own rule).
-bool CParam::EvalCache::Shift(std::uint32_t note, std::vector<std::uint32_t>& dirty) {
+// close it. The keyframe that came in is read; those whose neighbours
+// changed, and the first (its time has a rule of its own), keep what was
+// read of them and are only placed again. Where each of them is, is known
+// now, which spares looking it up in the log.
+bool CParam::EvalCache::Shift(std::uint32_t note, EvalWatch& watch) {
   const unsigned int index = note & (kRemovalNote - 1);
   const bool removal = (note & kRemovalNote) != 0;
   if (removal ? index >= m_keyCount : index > m_keyCount) return false;
@@ -110,16 +129,15 @@ bool CParam::EvalCache::Shift(std::uint32_t note, std::vector<std::uint32_t>& di
   } else {
     InsertKey(index);
   }
-  // Their places are known now, which spares looking them up in the log.
-  const auto touch = [&](unsigned int i) {
+  const auto take = [&](unsigned int i, std::vector<std::uint32_t>& into) {
     if (i >= m_keyCount) return;
-    dirty.push_back(m_tagOf[i]);
+    into.push_back(m_tagOf[i]);
     m_placeOf[m_tagOf[i]] = {i, static_cast<std::uint32_t>(m_shifts.size())};
   };
-  touch(0);
-  if (index > 0) touch(index - 1);
-  touch(index);
-  if (!removal) touch(index + 1);
+  take(0, watch.moved);
+  if (index > 0) take(index - 1, watch.moved);
+  take(index, removal ? watch.moved : watch.dirty);
+  if (!removal) take(index + 1, watch.moved);
   return true;
 }
 

@@ -452,7 +452,8 @@ TEST(EvalCache, EditsReadInPlaceAgreeWithAFreshCache) {
 
 // A long session on a dense curve: keyframes go in and out hundreds of
 // times between writes to keyframes placed long before, so that where each
-// one is now must be traced through every move since.
+// one is now must be traced through every move since, and the records left
+// behind are closed up on the way.
 TEST(EvalCache, KeyframesWrittenAfterManyMovesAreFoundInTheirPlace) {
   std::mt19937 random(5);
   std::uniform_real_distribution<double> value(0.0, 100.0), fraction(0.0, 1.0);
@@ -466,7 +467,7 @@ TEST(EvalCache, KeyframesWrittenAfterManyMovesAreFoundInTheirPlace) {
     return kf;
   };
   for (int i = 0; i < 300; ++i) param.Add(key(i / 299.0), kDuration, false);
-  for (int step = 0; step < 700; ++step) {
+  for (int step = 0; step < 1000; ++step) {
     const auto count = param.GetSize();
     if (step % 2 == 0) {
       param.Insert(key(fraction(random)), static_cast<unsigned int>(random() % count), kDuration, false);

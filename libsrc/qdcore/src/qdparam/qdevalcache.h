@@ -202,6 +202,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   bool PatchKeyFrame(const CParam& param, unsigned int index);
   bool Shift(std::uint32_t note, EvalWatch& watch);
   void Reline(unsigned int index);
+  bool Compact(const CParam& param);
   void InsertKey(unsigned int index);
   void RemoveKey(unsigned int index);
   bool ObserveKeyFrame(const CKeyFrame& kf, unsigned int index);

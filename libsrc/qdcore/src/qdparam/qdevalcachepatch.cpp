@@ -52,10 +52,11 @@ bool CParam::EvalCache::Patch(const CParam& param, EvalWatch& watch) {
     const std::uint32_t index = IndexOf(tag);
     if (index != kGone) Reline(index);
   }
-  // What moved out of the list leaves room behind: start afresh once it is
+  // What moved out of the list leaves room behind: close it up once it is
   // as much as what is in use.
-  if (m_placeOf.size() > 2 * std::size_t{m_keyCount} + 64 ||
-      m_anchors.size() > 2 * m_liveAnchors + 64) {
+  if ((m_placeOf.size() > 2 * std::size_t{m_keyCount} + 64 ||
+       m_anchors.size() > 2 * m_liveAnchors + 64) &&
+      !Compact(param)) {
     return false;
   }
   // Lengths asked about as keys move (an absolute key's minimum duration)
@@ -102,6 +103,30 @@ bool CParam::EvalCache::PatchKeyFrame(const CParam& param, unsigned int index) {
   m_positionByTag[m_tagOf[index]] = position;
   Reline(index);
   return true;
+}
+
+// The records close up in list order, their anchors too, and every
+// keyframe is observed again with its index as its tag; nothing is read.
+bool CParam::EvalCache::Compact(const CParam& param) {
+  std::vector<KeyPosition> positions;
+  std::vector<KeyRecord> records;
+  std::vector<Anchor> anchors;
+  positions.reserve(m_keyCount);
+  records.reserve(m_keyCount);
+  anchors.reserve(m_liveAnchors);
+  for (unsigned int i = 0; i < m_keyCount; ++i) {
+    KeyRecord record = RecordAt(i);
+    const auto first = m_anchors.begin() + record.firstAnchor;
+    record.firstAnchor = static_cast<unsigned int>(anchors.size());
+    anchors.insert(anchors.end(), first, first + record.anchorCount);
+    records.push_back(record);
+    positions.push_back(PositionAt(i));
+  }
+  m_positionByTag = std::move(positions);
+  m_recordByTag = std::move(records);
+  m_anchors = std::move(anchors);
+  m_watch->StartReading();
+  return Observe(param);
 }
 
 // What keyframe `index` and its neighbours share: the logarithms a LinLog

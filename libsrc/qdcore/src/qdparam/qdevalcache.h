@@ -270,10 +270,11 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   };
   static constexpr std::size_t kShiftLogLength = 256;
   std::vector<TagPlace> m_placeOf;      // by tag
-  std::vector<std::uint32_t> m_shifts;  // shift notes since every place was renumbered
+  // Keyframes in (an index) and out (kRemovalNote with it) since every place was renumbered.
+  std::vector<std::uint32_t> m_shifts;
   // The index of `tag`'s keyframe now, or kGone.
   std::uint32_t IndexOf(std::uint32_t tag);
-  void LogShift(std::uint32_t note);
+  void LogShift(unsigned int index, bool removal);
 
   // ---- what it was read from
   CXMLWatch* m_watch = nullptr;                  // the parameter's (it outlives the cache)

@@ -173,7 +173,7 @@ void CParam::EvalCache::InsertKey(unsigned int index) {
   m_recordByTag.emplace_back();
   m_tagOf.insert(m_tagOf.begin() + index, tag);
   ++m_keyCount;
-  LogShift(ShiftNote(index, false));
+  LogShift(index, false);
   m_placeOf[tag] = {index, static_cast<std::uint32_t>(m_shifts.size())};
   for (std::atomic<Timeline*>& slot : m_timelines) {
     if (Timeline* line = slot.load(std::memory_order_relaxed)) line->InsertKeyAt(index);
@@ -186,16 +186,16 @@ void CParam::EvalCache::RemoveKey(unsigned int index) {
   m_liveAnchors -= m_recordByTag[tag].anchorCount;
   m_tagOf.erase(m_tagOf.begin() + index);
   --m_keyCount;
-  LogShift(ShiftNote(index, true));
+  LogShift(index, true);
   for (std::atomic<Timeline*>& slot : m_timelines) {
     if (Timeline* line = slot.load(std::memory_order_relaxed)) line->RemoveKeyAt(index);
   }
 }
 
 // A full log is folded into every live place at once.
-void CParam::EvalCache::LogShift(std::uint32_t note) {
+void CParam::EvalCache::LogShift(unsigned int index, bool removal) {
   if (m_shifts.size() < kShiftLogLength) {
-    m_shifts.push_back(note);
+    m_shifts.push_back((removal ? kRemovalNote : 0u) | index);
     return;
   }
   for (unsigned int i = 0; i < m_tagOf.size(); ++i) m_placeOf[m_tagOf[i]] = {i, 0};

@@ -55,8 +55,8 @@ KeyRecord ReadKeyRecord(const CKeyFrame& kf, Anchor (&anchors)[kMaxSplineAnchors
 
 // Private to the library, though nested in an exported class.
 struct __attribute__((visibility("hidden"))) CParam::EvalWatch {
-  CXMLWatch* watch = nullptr;               // one reference
-  std::atomic_flag refreshing;              // a refresh of the cache runs
+  CXMLWatch* watch = nullptr;   // one reference
+  std::atomic_flag refreshing;  // a refresh of the cache runs
   // The refresh's scratch: what the watch noted, the keyframes to read
   // again, and those only to place again (their neighbours changed).
   std::vector<std::uint32_t> noted, dirty, moved;
@@ -269,7 +269,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
     std::uint32_t since = 0;
   };
   static constexpr std::size_t kShiftLogLength = 256;
-  std::vector<TagPlace> m_placeOf;      // by tag
+  std::vector<TagPlace> m_placeOf;  // by tag
   // Keyframes in (an index) and out (kRemovalNote with it) since every place was renumbered.
   std::vector<std::uint32_t> m_shifts;
   // The index of `tag`'s keyframe now, or kGone.

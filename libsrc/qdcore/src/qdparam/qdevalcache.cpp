@@ -116,6 +116,7 @@ bool CParam::EvalCache::Observe(const CParam& param) {
   m_keyCount = count;
   m_tagOf.resize(count);
   std::iota(m_tagOf.begin(), m_tagOf.end(), 0u);
+  m_tagsAreIndexes = true;
   m_placeOf.resize(count);
   for (unsigned int i = 0; i < count; ++i) m_placeOf[i] = {i, 0};
   m_shifts.clear();

@@ -208,10 +208,16 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   bool ObserveKeyFrame(const CKeyFrame& kf, unsigned int index);
   void LinkLogarithm(unsigned int index);
   void RelineKeyFrame(Timeline& line, unsigned int index) const;
-  const KeyRecord& RecordAt(unsigned int index) const { return m_recordByTag[m_tagOf[index]]; }
-  KeyRecord& RecordAt(unsigned int index) { return m_recordByTag[m_tagOf[index]]; }
+  // Until keyframes go in or out anywhere but at the end, tags are indexes:
+  // the usual evaluation then skips a dependent load.
+  unsigned int TagAt(unsigned int index) const {
+    if (__builtin_expect(m_tagsAreIndexes, 1)) return index;
+    return m_tagOf[index];
+  }
+  const KeyRecord& RecordAt(unsigned int index) const { return m_recordByTag[TagAt(index)]; }
+  KeyRecord& RecordAt(unsigned int index) { return m_recordByTag[TagAt(index)]; }
   const KeyPosition& PositionAt(unsigned int index) const {
-    return m_positionByTag[m_tagOf[index]];
+    return m_positionByTag[TagAt(index)];
   }
   // The parameter's keyframes, read as the list keeps them.
   static const CKeyFrame* Keys(const CParam& param) {
@@ -260,6 +266,7 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
  private:
   static constexpr std::uint32_t kGone = ~0u;
   std::vector<std::uint32_t> m_tagOf;  // by index: the keyframe's tag
+  bool m_tagsAreIndexes = true;        // m_tagOf[i] == i for every index
   // Where a tag's keyframe is: `index` as it was when the shift log had
   // `since` entries; the shifts logged after it tell where it went. Renumbering
   // every place at each shift would cost the keys held; the log keeps that

@@ -172,6 +172,7 @@ void CParam::EvalCache::InsertKey(unsigned int index) {
   m_positionByTag.emplace_back();
   m_recordByTag.emplace_back();
   m_tagOf.insert(m_tagOf.begin() + index, tag);
+  m_tagsAreIndexes = m_tagsAreIndexes && tag == index;
   ++m_keyCount;
   LogShift(index, false);
   m_placeOf[tag] = {index, static_cast<std::uint32_t>(m_shifts.size())};
@@ -185,6 +186,7 @@ void CParam::EvalCache::RemoveKey(unsigned int index) {
   m_placeOf[tag].index = kGone;
   m_liveAnchors -= m_recordByTag[tag].anchorCount;
   m_tagOf.erase(m_tagOf.begin() + index);
+  m_tagsAreIndexes = m_tagsAreIndexes && index == m_tagOf.size();
   --m_keyCount;
   LogShift(index, true);
   for (std::atomic<Timeline*>& slot : m_timelines) {

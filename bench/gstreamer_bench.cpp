@@ -187,4 +187,48 @@ void BM_VsGStreamerEdit(benchmark::State& state) {
 }
 BENCHMARK(BM_VsGStreamerEdit)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
+// ---- a key added in the middle and removed again, then one value read
+
+void BM_VsGStreamerAddRemove(benchmark::State& state) {
+  const auto count = static_cast<unsigned int>(state.range(0));
+  const std::vector<Key> keys = EvenKeys(count);
+  CParam param = KeyframedParam(keys, INTERPOLATION_LINEAR);
+  const OwnedSource linear(Source(keys, GST_INTERPOLATION_MODE_LINEAR));
+  auto* timed = GST_TIMED_VALUE_CONTROL_SOURCE(linear.source);
+  const unsigned int middle = count / 2;
+  // Halfway between two keys, so that the added one is new to both.
+  const double position = (keys[middle - 1].position + keys[middle].position) / 2;
+  CKeyFrame added(param);
+  added.SetPosition(position);
+  added.SetValueDouble(1.0);
+  added.SetInterpolation(INTERPOLATION_LINEAR);
+  const std::vector<double> times = RandomTimes();
+  param.GetValueDouble(times[0], kDuration, 0.0);  // the cache is built before timing
+  double ours = 0.0, gst = 0.0, sum = 0.0, v = 0.0;
+  std::size_t i = 0;
+  for (auto _ : state) {
+    const double t = times[i++ % times.size()];
+    ours += Seconds([&] {
+      param.Insert(added, middle, kDuration, false);
+      param.Remove(middle);
+      sum += param.GetValueDouble(t, kDuration, 0.0);
+    });
+    gst += Seconds([&] {
+      gst_timed_value_control_source_set(timed, Ns(position * kDuration), 1.0);
+      gst_timed_value_control_source_unset(timed, Ns(position * kDuration));
+      sum += gst_control_source_get_value(linear.source, Ns(t), &v) ? v : 0.0;
+    });
+  }
+  benchmark::DoNotOptimize(sum);
+  const double n = double(state.iterations());
+  state.counters["qd_ns"] = ours / n * kNanoseconds;
+  state.counters["gst_ns"] = gst / n * kNanoseconds;
+  state.counters["x_gst"] = gst / ours;
+}
+BENCHMARK(BM_VsGStreamerAddRemove)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMicrosecond);
+
 }  // namespace

@@ -12,8 +12,9 @@ namespace qdcore {
 
 // A cache marks itself unpatchable while a patch is under way, so that one
 // cut short is rebuilt. Going in or out of the list is replayed in the
-// order noted; the keyframes it touched and those written are read last,
-// each once, by the tag that stays with it.
+// order noted; the keyframes written and those that came in are read last,
+// each once, by the tag that stays with it, and the neighbours of each move
+// take their places again.
 bool CParam::EvalCache::Patch(const CParam& param, EvalWatch& watch) {
   if (!m_patchable || m_liveWalk) return false;
   m_patchable = false;

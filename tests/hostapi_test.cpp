@@ -81,6 +81,52 @@ TEST(HostApi, FailuresSayWhereTheyAre) {
   EXPECT_EQ(missing.error().describe(), "/nonexistent/set.xml: " + missing.error().message);
 }
 
+// A big document is checked while its set loads: the answers are those of a
+// small one, failures placed as exactly, whether read from text or a file.
+TEST(HostApi, BigDocumentsLoadAndFailAsSmallOnesDo) {
+  constexpr int kParams = 6000;  // about 1.3 MB: past the size that checks aside
+  const auto document = [](const std::string& last) {
+    std::string text = "<Property>\n";
+    for (int i = 0; i < kParams; ++i) {
+      text += "  <Parameter id=\"" + std::to_string(i) + "\" name=\"p" + std::to_string(i) +
+              "\" value=\"0\" useKeyframe=\"True\">\n"
+              "    <Keyframe position=\"0\" value=\"1\" interpolation=\"Linear\"/>\n"
+              "    <Keyframe position=\"1\" value=\"3\" interpolation=\"Linear\"/>\n"
+              "  </Parameter>\n";
+    }
+    return text + last + "</Property>\n";
+  };
+  const unsigned int lastLine = 4 * kParams + 2;
+  const std::string lastName = std::string("p") + std::to_string(kParams - 1);
+  struct Case {
+    std::string last;  // the document's last parameter
+    unsigned int line, column;
+    const char* words;  // null: the set loads
+  };
+  const Case cases[] = {
+      {"", 0, 0, nullptr},
+      {"  <Parameter id=\"99999\" value=\"nan\"/>\n", lastLine, 3, "nan"},
+      {"  <Parameter name=\"no id\" value=\"nan\"/>\n", 0, 0, "has no id"},
+  };
+  qdtest::TempDir dir;
+  for (const Case& c : cases) {
+    const std::string text = document(c.last);
+    const std::string path = dir.path() + "/big.xml";
+    qdtest::WriteFile(path, text);
+    for (const auto& set : {qd::Set::parse(text), qd::Set::load(path)}) {
+      if (!c.words) {
+        ASSERT_TRUE(set.ok()) << set.error().describe();
+        EXPECT_EQ(set->param(lastName)->value(0.5), 2.0);
+        continue;
+      }
+      ASSERT_FALSE(set.ok()) << c.last;
+      EXPECT_EQ(set.error().line, c.line) << c.last;
+      EXPECT_EQ(set.error().column, c.column) << c.last;
+      EXPECT_NE(set.error().message.find(c.words), std::string::npos) << set.error().message;
+    }
+  }
+}
+
 TEST(HostApi, ColumnsCountCharactersNotBytes) {
   const auto set = qd::Set::parse("<Property name=\"é\"><Parameter id=1/></Property>");
   ASSERT_FALSE(set.ok());

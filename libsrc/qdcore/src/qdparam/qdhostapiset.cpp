@@ -5,6 +5,9 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
+#include <future>
+#include <system_error>
 #include <utility>
 
 #include "qdcheckread.h"
@@ -138,17 +141,35 @@ Result<std::shared_ptr<SetState>> FromDocument(const CXMLDoc& doc) {
   return state;
 }
 
-// The errors of the document read, checked without reading it again (a
-// load hears of errors only). Only when there is one, which fails the load
-// and must say where, is the text read once more to place the findings
-// (`placed`); should that reading find none (a file changed meanwhile), the
-// unplaced ones stand.
+// Below this size a second thread costs more than the check it takes over.
+constexpr std::size_t kCheckAsideBytes = std::size_t{1} << 20;
+
+// The errors of the document read, checked without reading it again (a load
+// hears of errors only). Set loading and the check only read the tree, so for
+// a big document the check runs on a second thread meanwhile (inline when no
+// thread can be had). Only an error, which fails the load and must say where,
+// reads the text once more to place the findings (`placed`); should that
+// reading find none (a file changed meanwhile), the unplaced ones stand.
 template <typename Placed>
-std::vector<CheckFinding> CheckedOnce(const CXMLDoc& doc, Placed placed) {
-  std::vector<CheckFinding> findings = CheckReadDocument(doc, true);
-  if (!HasCheckErrors(findings)) return findings;
-  std::vector<CheckFinding> withPlaces = placed();
-  return HasCheckErrors(withPlaces) ? withPlaces : findings;
+Result<std::shared_ptr<SetState>> LoadedAndChecked(const CXMLDoc& doc, std::size_t size,
+                                                   Placed placed) {
+  std::future<std::vector<CheckFinding>> aside;
+  if (size >= kCheckAsideBytes) {
+    try {
+      aside = std::async(std::launch::async, [&doc] { return CheckReadDocument(doc, true); });
+    } catch (const std::system_error&) {
+    }
+  }
+  auto state = FromDocument(doc);
+  if (!state) return state;  // a pending check is waited for as `aside` goes
+  const std::vector<CheckFinding> findings =
+      aside.valid() ? aside.get() : CheckReadDocument(doc, true);
+  if (!HasCheckErrors(findings)) return state;
+  const std::vector<CheckFinding> withPlaces = placed();
+  if (auto checked = Checked(HasCheckErrors(withPlaces) ? withPlaces : findings); !checked) {
+    return checked.error();
+  }
+  return state;
 }
 
 CXMLObject Stored(const SetState& state) {
@@ -170,10 +191,11 @@ Result<Set> Set::load(std::string_view path) {
     CXMLDoc doc;
     const int result = doc.OpenDocFile(widePath.c_str());
     if (result != CXMLDoc::kOk) return DocumentFailure(doc, result);
-    auto state = FromDocument(doc);
-    if (!state) return state.error();
     const auto placed = [&widePath] { return CheckParamFile(widePath.c_str()); };
-    if (auto checked = Checked(CheckedOnce(doc, placed)); !checked) return checked.error();
+    std::error_code unknown;
+    const std::uintmax_t size = std::filesystem::file_size(std::filesystem::u8path(path), unknown);
+    auto state = LoadedAndChecked(doc, unknown ? 0 : static_cast<std::size_t>(size), placed);
+    if (!state) return state.error();
     return Set(std::move(*state));
   }();
   if (!set) {
@@ -189,10 +211,9 @@ Result<Set> Set::parse(std::string_view xml) {
   if (const int result = doc.OpenDocMemory(xml); result != CXMLDoc::kOk) {
     return DocumentFailure(doc, result);
   }
-  auto state = FromDocument(doc);
-  if (!state) return state.error();
   const auto placed = [xml] { return CheckParamDocument(xml); };
-  if (auto checked = Checked(CheckedOnce(doc, placed)); !checked) return checked.error();
+  auto state = LoadedAndChecked(doc, xml.size(), placed);
+  if (!state) return state.error();
   return Set(std::move(*state));
 }
 

@@ -164,27 +164,40 @@ void ReportEdits(benchmark::State& state, double ours, double gst) {
   state.counters["x_gst"] = gst / ours;
 }
 
-void BM_VsGStreamerEdit(benchmark::State& state) {
-  const auto count = static_cast<unsigned int>(state.range(0));
-  const std::vector<Key> keys = EvenKeys(count);
-  CParam param = KeyframedParam(keys, INTERPOLATION_LINEAR);
-  const OwnedSource linear(Source(keys, GST_INTERPOLATION_MODE_LINEAR));
-  auto* timed = GST_TIMED_VALUE_CONTROL_SOURCE(linear.source);
-  const unsigned int middle = count / 2;
-  const double at = keys[middle].position * kDuration;
+// The same linear keys on both sides, the middle one to edit at, and random
+// times to read, ours evaluated once so that its cache is built before timing.
+struct EditedKeys {
+  explicit EditedKeys(benchmark::State& state)
+      : keys(EvenKeys(static_cast<unsigned int>(state.range(0)))),
+        param(KeyframedParam(keys, INTERPOLATION_LINEAR)),
+        linear(Source(keys, GST_INTERPOLATION_MODE_LINEAR)),
+        timed(GST_TIMED_VALUE_CONTROL_SOURCE(linear.source)),
+        middle(static_cast<unsigned int>(keys.size() / 2)) {
+    param.GetValueDouble(times[0], kDuration, 0.0);
+  }
+  const std::vector<Key> keys;
+  CParam param;
+  const OwnedSource linear;
+  GstTimedValueControlSource* timed;
+  const unsigned int middle;
   const std::vector<double> times = RandomTimes();
-  param.GetValueDouble(times[0], kDuration, 0.0);  // the cache is built before timing
+};
+
+void BM_VsGStreamerEdit(benchmark::State& state) {
+  EditedKeys edited(state);
+  CParam& param = edited.param;
+  const double at = edited.keys[edited.middle].position * kDuration;
   double ours = 0.0, gst = 0.0, sum = 0.0, v = 0.0;
   std::size_t i = 0;
   for (auto _ : state) {
-    const double value = double(i % 100), t = times[i++ % times.size()];
+    const double value = double(i % 100), t = edited.times[i++ % edited.times.size()];
     ours += Seconds([&] {
-      param.Get(middle)->SetValueDouble(value);
+      param.Get(edited.middle)->SetValueDouble(value);
       sum += param.GetValueDouble(t, kDuration, 0.0);
     });
     gst += Seconds([&] {
-      gst_timed_value_control_source_set(timed, Ns(at), value);
-      sum += gst_control_source_get_value(linear.source, Ns(t), &v) ? v : 0.0;
+      gst_timed_value_control_source_set(edited.timed, Ns(at), value);
+      sum += gst_control_source_get_value(edited.linear.source, Ns(t), &v) ? v : 0.0;
     });
   }
   benchmark::DoNotOptimize(sum);
@@ -195,33 +208,28 @@ BENCHMARK(BM_VsGStreamerEdit)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmar
 // ---- a key added in the middle and removed again, then one value read
 
 void BM_VsGStreamerAddRemove(benchmark::State& state) {
-  const auto count = static_cast<unsigned int>(state.range(0));
-  const std::vector<Key> keys = EvenKeys(count);
-  CParam param = KeyframedParam(keys, INTERPOLATION_LINEAR);
-  const OwnedSource linear(Source(keys, GST_INTERPOLATION_MODE_LINEAR));
-  auto* timed = GST_TIMED_VALUE_CONTROL_SOURCE(linear.source);
-  const unsigned int middle = count / 2;
+  EditedKeys edited(state);
+  CParam& param = edited.param;
+  const unsigned int middle = edited.middle;
   // Halfway between two keys, so that the added one is new to both.
-  const double position = (keys[middle - 1].position + keys[middle].position) / 2;
+  const double position = (edited.keys[middle - 1].position + edited.keys[middle].position) / 2;
   CKeyFrame added(param);
   added.SetPosition(position);
   added.SetValueDouble(1.0);
   added.SetInterpolation(INTERPOLATION_LINEAR);
-  const std::vector<double> times = RandomTimes();
-  param.GetValueDouble(times[0], kDuration, 0.0);  // the cache is built before timing
   double ours = 0.0, gst = 0.0, sum = 0.0, v = 0.0;
   std::size_t i = 0;
   for (auto _ : state) {
-    const double t = times[i++ % times.size()];
+    const double t = edited.times[i++ % edited.times.size()];
     ours += Seconds([&] {
       param.Insert(added, middle, kDuration, false);
       param.Remove(middle);
       sum += param.GetValueDouble(t, kDuration, 0.0);
     });
     gst += Seconds([&] {
-      gst_timed_value_control_source_set(timed, Ns(position * kDuration), 1.0);
-      gst_timed_value_control_source_unset(timed, Ns(position * kDuration));
-      sum += gst_control_source_get_value(linear.source, Ns(t), &v) ? v : 0.0;
+      gst_timed_value_control_source_set(edited.timed, Ns(position * kDuration), 1.0);
+      gst_timed_value_control_source_unset(edited.timed, Ns(position * kDuration));
+      sum += gst_control_source_get_value(edited.linear.source, Ns(t), &v) ? v : 0.0;
     });
   }
   benchmark::DoNotOptimize(sum);

@@ -216,9 +216,8 @@ struct __attribute__((visibility("hidden"))) CParam::EvalCache {
   }
   const KeyRecord& RecordAt(unsigned int index) const { return m_recordByTag[TagAt(index)]; }
   KeyRecord& RecordAt(unsigned int index) { return m_recordByTag[TagAt(index)]; }
-  const KeyPosition& PositionAt(unsigned int index) const {
-    return m_positionByTag[TagAt(index)];
-  }
+  const KeyPosition& PositionAt(unsigned int index) const { return m_positionByTag[TagAt(index)]; }
+  KeyPosition& PositionAt(unsigned int index) { return m_positionByTag[TagAt(index)]; }
   // The parameter's keyframes, read as the list keeps them.
   static const CKeyFrame* Keys(const CParam& param) {
     return static_cast<const CKeyFrame*>(static_cast<const void*>(param.m_KeyFrameList));

@@ -101,7 +101,7 @@ bool CParam::EvalCache::PatchKeyFrame(const CParam& param, unsigned int index) {
   }
   std::copy(anchors, anchors + record.anchorCount, m_anchors.begin() + record.firstAnchor);
   kept = record;
-  m_positionByTag[m_tagOf[index]] = position;
+  PositionAt(index) = position;
   Reline(index);
   return true;
 }

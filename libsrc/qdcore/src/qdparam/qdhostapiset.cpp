@@ -1,5 +1,6 @@
 // The host API's set: loading, storing, the clip, lookups, presets,
 // validation and snapshots.
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
@@ -117,13 +118,12 @@ Error DocumentFailure(const CXMLDoc& doc, int result) {
 
 // A set is refused for the first finding that cannot mean anything (an
 // unknown type, a number that is none), with its place: never half loaded.
-Result<bool> Checked(const std::vector<CheckFinding>& findings) {
-  for (const CheckFinding& finding : findings) {
-    if (finding.severity == CheckSeverity::kError) {
-      return Failure(finding.message, finding.line, finding.column);
-    }
-  }
-  return true;
+// `findings` holds at least one error.
+Error FirstError(const std::vector<CheckFinding>& findings) {
+  const auto error = std::find_if(findings.begin(), findings.end(), [](const CheckFinding& f) {
+    return f.severity == CheckSeverity::kError;
+  });
+  return Failure(error->message, error->line, error->column);
 }
 
 Result<std::shared_ptr<SetState>> FromDocument(const CXMLDoc& doc) {
@@ -166,10 +166,7 @@ Result<std::shared_ptr<SetState>> LoadedAndChecked(const CXMLDoc& doc, std::size
       aside.valid() ? aside.get() : CheckReadDocument(doc, true);
   if (!HasCheckErrors(findings)) return state;
   const std::vector<CheckFinding> withPlaces = placed();
-  if (auto checked = Checked(HasCheckErrors(withPlaces) ? withPlaces : findings); !checked) {
-    return checked.error();
-  }
-  return state;
+  return FirstError(HasCheckErrors(withPlaces) ? withPlaces : findings);
 }
 
 CXMLObject Stored(const SetState& state) {
@@ -193,7 +190,7 @@ Result<Set> Set::load(std::string_view path) {
     if (result != CXMLDoc::kOk) return DocumentFailure(doc, result);
     const auto placed = [&widePath] { return CheckParamFile(widePath.c_str()); };
     std::error_code unknown;
-    const std::uintmax_t size = std::filesystem::file_size(std::filesystem::u8path(path), unknown);
+    const std::uintmax_t size = std::filesystem::file_size(std::filesystem::path(path), unknown);
     auto state = LoadedAndChecked(doc, unknown ? 0 : static_cast<std::size_t>(size), placed);
     if (!state) return state.error();
     return Set(std::move(*state));

@@ -158,6 +158,23 @@ BENCHMARK(BM_AddRemoveThenEvaluate)
     ->Arg(100000)
     ->Unit(benchmark::kMicrosecond);
 
+// Recording adds keys at the end of the curve: an insert before the last key
+// and its removal shift one key, whatever the count.
+void BM_AddRemoveAtEndThenEvaluate(benchmark::State& state) {
+  const int keys = static_cast<int>(state.range(0));
+  qd::Set set = Loaded(1, keys);
+  const double nearEnd = 10.0 - 10.0 / (keys - 1) / 2;
+  EditThenEvaluate(state, set, [&](qd::Param& param, unsigned int, std::int64_t) {
+    const auto added = param.add_key(nearEnd, 1.0);
+    if (added) (void)param.remove_key(*added);
+  });
+}
+BENCHMARK(BM_AddRemoveAtEndThenEvaluate)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMicrosecond);
+
 // An edit of a small parameter, then a value of a large untouched one: the
 // large one's cache must not look at its keys again.
 void BM_OtherEditThenEvaluate(benchmark::State& state) {

@@ -142,15 +142,22 @@ void BM_MoveThenEvaluate(benchmark::State& state) {
 }
 BENCHMARK(BM_MoveThenEvaluate)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
-// A key added and removed again: the list changes length twice.
-void BM_AddRemoveThenEvaluate(benchmark::State& state) {
+// A key added halfway between the two keys before `time` (in seconds) and
+// removed again: the list changes length twice, moving the keys after it.
+void AddRemoveThenEvaluate(benchmark::State& state, double time) {
   const int keys = static_cast<int>(state.range(0));
   qd::Set set = Loaded(1, keys);
-  const double between = 5.0 + 10.0 / (keys - 1) / 2;
+  const double between = time - 10.0 / (keys - 1) / 2;
   EditThenEvaluate(state, set, [&](qd::Param& param, unsigned int, std::int64_t) {
     const auto added = param.add_key(between, 1.0);
     if (added) (void)param.remove_key(*added);
   });
+}
+
+// In the middle of the curve, half the keys move.
+void BM_AddRemoveThenEvaluate(benchmark::State& state) {
+  const int keys = static_cast<int>(state.range(0));
+  AddRemoveThenEvaluate(state, 5.0 + 10.0 / (keys - 1));
 }
 BENCHMARK(BM_AddRemoveThenEvaluate)
     ->Arg(1000)
@@ -158,17 +165,8 @@ BENCHMARK(BM_AddRemoveThenEvaluate)
     ->Arg(100000)
     ->Unit(benchmark::kMicrosecond);
 
-// Recording adds keys at the end of the curve: an insert before the last key
-// and its removal shift one key, whatever the count.
-void BM_AddRemoveAtEndThenEvaluate(benchmark::State& state) {
-  const int keys = static_cast<int>(state.range(0));
-  qd::Set set = Loaded(1, keys);
-  const double nearEnd = 10.0 - 10.0 / (keys - 1) / 2;
-  EditThenEvaluate(state, set, [&](qd::Param& param, unsigned int, std::int64_t) {
-    const auto added = param.add_key(nearEnd, 1.0);
-    if (added) (void)param.remove_key(*added);
-  });
-}
+// Near the end, where a recording adds its keys, one key moves at any count.
+void BM_AddRemoveAtEndThenEvaluate(benchmark::State& state) { AddRemoveThenEvaluate(state, 10.0); }
 BENCHMARK(BM_AddRemoveAtEndThenEvaluate)
     ->Arg(1000)
     ->Arg(10000)

@@ -142,12 +142,12 @@ void BM_MoveThenEvaluate(benchmark::State& state) {
 }
 BENCHMARK(BM_MoveThenEvaluate)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
-// A key added halfway between the two keys before `time` (in seconds) and
-// removed again: the list changes length twice, moving the keys after it.
-void AddRemoveThenEvaluate(benchmark::State& state, double time) {
+// A key added halfway between keys `after - 1` and `after` and removed
+// again: the list changes length twice, moving the keys from `after` on.
+void AddRemoveThenEvaluate(benchmark::State& state, std::int64_t after) {
   const int keys = static_cast<int>(state.range(0));
   qd::Set set = Loaded(1, keys);
-  const double between = time - 10.0 / (keys - 1) / 2;
+  const double between = (double(after) - 0.5) * 10.0 / (keys - 1);
   EditThenEvaluate(state, set, [&](qd::Param& param, unsigned int, std::int64_t) {
     const auto added = param.add_key(between, 1.0);
     if (added) (void)param.remove_key(*added);
@@ -156,8 +156,7 @@ void AddRemoveThenEvaluate(benchmark::State& state, double time) {
 
 // In the middle of the curve, half the keys move.
 void BM_AddRemoveThenEvaluate(benchmark::State& state) {
-  const int keys = static_cast<int>(state.range(0));
-  AddRemoveThenEvaluate(state, 5.0 + 10.0 / (keys - 1));
+  AddRemoveThenEvaluate(state, state.range(0) / 2);
 }
 BENCHMARK(BM_AddRemoveThenEvaluate)
     ->Arg(1000)
@@ -166,7 +165,9 @@ BENCHMARK(BM_AddRemoveThenEvaluate)
     ->Unit(benchmark::kMicrosecond);
 
 // Near the end, where a recording adds its keys, one key moves at any count.
-void BM_AddRemoveAtEndThenEvaluate(benchmark::State& state) { AddRemoveThenEvaluate(state, 10.0); }
+void BM_AddRemoveAtEndThenEvaluate(benchmark::State& state) {
+  AddRemoveThenEvaluate(state, state.range(0) - 1);
+}
 BENCHMARK(BM_AddRemoveAtEndThenEvaluate)
     ->Arg(1000)
     ->Arg(10000)
